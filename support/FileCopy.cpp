@@ -1,0 +1,90 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+#include "support/FileIO.h"
+
+namespace WEKU {
+
+namespace {
+
+constexpr std::uint64_t chunk = 65536;
+
+}  // namespace
+
+/// Copies inside the kernel as far as it goes: until an error, the end of the source or `count`.
+/// What is left, if anything, is for the ordinary copy to carry out or to report.
+std::uint64_t FileIO::copyBySystem(FileIO& destination, std::uint64_t count) {
+    std::uint64_t done = 0;
+    while (done < count) {
+        auto from = static_cast<off_t>(position);
+        auto to = static_cast<off_t>(destination.position);
+        const std::uint64_t left = count - done;
+        // Only behind everything written so far does skipping a hole read as zeros later.
+        off_t data = ::lseek(descriptor, from, SEEK_DATA);
+        if (data < 0 && errno == ENXIO) data = static_cast<off_t>(length());
+        if (data > from && destination.position >= destination.length()) {
+            const std::uint64_t hole = std::min(left, static_cast<std::uint64_t>(data - from));
+            if (!destination.truncate(destination.position + hole)) break;
+            position += hole;
+            destination.position += hole;
+            done += hole;
+            continue;
+        }
+        std::uint64_t piece = std::min(left, std::uint64_t{1} << 30);
+        const off_t holeStart = ::lseek(descriptor, from, SEEK_HOLE);
+        if (holeStart > from) {
+            piece = std::min(piece, static_cast<std::uint64_t>(holeStart - from));
+        }
+        const ssize_t n =
+            ::copy_file_range(descriptor, &from, destination.descriptor, &to, piece, 0);
+        if (n <= 0) break;
+        position += static_cast<std::uint64_t>(n);
+        destination.position += static_cast<std::uint64_t>(n);
+        done += static_cast<std::uint64_t>(n);
+    }
+    return done;
+}
+
+/// Copies until a short read or write; returns the bytes that arrived.
+std::uint64_t FileIO::copyWhole(FileIO& destination, std::uint64_t count) {
+    if (!isOpen() || !destination.isOpen()) return 0;
+    std::uint64_t done = count > chunk ? copyBySystem(destination, count) : 0;
+    std::vector<unsigned char> buffer(std::min(chunk, count - done));
+    while (done < count) {
+        const std::uint64_t wanted = std::min(chunk, count - done);
+        const std::uint64_t got = readAt(position, buffer.data(), wanted);
+        position += got;
+        const std::uint64_t before = destination.position;
+        const bool arrived = destination.writeAll(buffer.data(), got);
+        done += destination.position - before;
+        if (!arrived) break;
+        if (got < wanted) {
+            shortRead = true;
+            break;
+        }
+    }
+    return done;
+}
+
+bool FileIO::copyAll(FileIO& destination, std::uint64_t count) {
+    return copyWhole(destination, count) == count;
+}
+
+std::uint64_t FileIO::copyTo(FileIO& destination, std::uint64_t count) {
+    std::uint64_t written = copyWhole(destination, count);
+    // What the source did not give is made up for: every chunk leaves in its full length.
+    std::vector<unsigned char> buffer(written < count ? chunk : 0);
+    for (std::uint64_t left = count - written; left > 0;) {
+        const std::uint64_t n = std::min(chunk, left);
+        read(buffer.data(), n);
+        written += destination.write(buffer.data(), n);
+        left -= n;
+    }
+    return written;
+}
+
+}  // namespace WEKU
