@@ -1,0 +1,70 @@
+#include "mp4/Container.h"
+
+#include <algorithm>
+
+#include "mp4/HeaderBoxes.h"
+
+namespace MP4 {
+
+bool Container::attach(const std::wstring& newPath, std::uint64_t end) {
+    return WEKU::FileIO::open(newPath, [&](WEKU::FileIO& opened) {
+        path = newPath;
+        stamp = opened.stamp();
+        BinFile file(opened);
+        parse(file, end);
+        // A length that the system does not tell reads as 0, and the tree is empty.
+        parsedWhole = parsedWhole && stamp.node != 0 && stamp.length == file.fileLength();
+    });
+}
+
+void Container::parse(BinFile& file, std::uint64_t end) {
+    moov = nullptr;
+    mdat = nullptr;
+    videoTrack = nullptr;
+    file.budget = ParseBudget::forFile(file.fileLength());
+    root = std::make_unique<ROOT>(std::min(end, file.fileLength()));
+    root->parseBox(file, end);
+    parsedWhole = !file.sawShortRead() && file.budget.boxes > 0;
+
+    mdat = first("mdat");
+    moov = first("moov");
+    find(path::track, [this](BOX& track) {
+        auto& trak = static_cast<TRAK&>(track);
+        trak.find("tkhd", [&](BOX& header) {
+            if (static_cast<TKHD&>(header).width >= 1) videoTrack = &trak;
+            return true;
+        });
+        return true;
+    });
+}
+
+void Container::find(const char* boxPath, const NestedBox::Visitor& visit) const {
+    if (root) root->find(boxPath, visit);
+}
+
+void Container::dump() const {
+    if (root) root->dump();
+}
+
+bool Container::open(const WEKU::FileIO::Callback& callback) const {
+    return WEKU::FileIO::open(path, callback);
+}
+
+bool Container::open_a(const WEKU::FileIO::Callback& callback) const {
+    return WEKU::FileIO::open_a(path, callback);
+}
+
+std::string Container::payload(const BOX& box, std::uint64_t most) const {
+    constexpr std::uint64_t header = 8;
+    std::string bytes;
+    if (box.size() <= header) return bytes;
+    open([&](WEKU::FileIO& opened) {
+        BinFile file(opened);
+        file.limit = box.end();
+        file.moveTo(box.start + header);
+        bytes = file.takeText(std::min(most, box.size() - header));
+    });
+    return bytes;
+}
+
+}  // namespace MP4

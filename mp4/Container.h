@@ -1,0 +1,139 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "mp4/Box.h"
+#include "mp4/MetadataBoxes.h"
+#include "mp4/Structure.h"
+
+namespace MP4 {
+
+/// A movie file opened as a tree of boxes. The file is closed between the operations; what the
+/// container keeps is the tree, an index of offsets that every edit remakes.
+class Container {
+  public:
+    /// The bound that means the whole file.
+    static constexpr std::uint64_t wholeFile = UINT64_MAX;
+
+    /// Opens `path` and parses its boxes up to the offset `end`; false when it does not open.
+    bool attach(const std::wstring& path, std::uint64_t end);
+    /// Parses the boxes that start at the position of `file`; the tree of before is destroyed.
+    void parse(BinFile& file, std::uint64_t end);
+
+    /// As NestedBox::find, from the root; nothing is found before the first parse.
+    void find(const char* path, const NestedBox::Visitor& visit) const;
+    /// The first match in the whole movie, or null.
+    template <class T = BOX>
+    T* first(const char* path) const {
+        return root ? root->first<T>(path) : nullptr;
+    }
+    void dump() const;
+
+    /// Opens the container's file for reading (or for in-place updates) and runs the callback.
+    bool open(const WEKU::FileIO::Callback& callback) const;
+    bool open_a(const WEKU::FileIO::Callback& callback) const;
+
+    /// The bytes behind an 8-byte header, as many as `size` announces and the file holds; empty
+    /// for a box below 9 bytes.
+    std::string payload(const BOX& box, std::uint64_t most = UINT64_MAX) const;
+
+    /// An in-place edit: writes into the open file, true when it succeeded.
+    using Edit = std::function<bool(BinFile& file)>;
+    /// Writes the whole new file and sets the bound up to which it is parsed for the front fix:
+    /// for an insertion, where the new bytes begin.
+    using Copy = std::function<bool(BinFile& src, BinFile& dst, std::uint64_t& insertAt)>;
+    /// Corrects the copy: `copy` is parsed from it, `file` is open for update.
+    using Fix = std::function<bool(Container& copy, BinFile& file)>;
+
+    /// Edits the file in place and parses it again. Nothing is rolled back: an edit that can fail
+    /// looks before it writes. `name` is used in the failure message.
+    bool modifyContainer(const wchar_t* name, const Edit& edit);
+
+    /// Rewrites the file: `copy` writes a temporary file beside it, `fixFront` runs on that file
+    /// parsed up to the insertion (its enclosing boxes still show their old sizes), `fixAll` on
+    /// the whole. Only when every byte has been read, written and flushed does the copy replace
+    /// the source, in one step; on any failure the source is as it was and the copy is gone.
+    /// The container parses its file again in every case, and boxes kept from before are invalid.
+    bool modifyContainer(const wchar_t* name, const Copy& copy, const Fix& fixFront,
+                         const Fix& fixAll);
+
+    /// Rewrites with the bytes of `write` right behind `anchor`, or in its place.
+    bool insertBox(const wchar_t* name, const BOX& anchor, bool replace, const Edit& write,
+                   const Fix& fixFront, const Fix& fixAll);
+    /// The front fix of an insertion at `anchor`: gives every box around it `delta` more bytes.
+    static Fix growEnclosing(const BOX& anchor, std::int64_t delta);
+    /// The fix of the whole: shifts each chunk offset that points behind `anchor` by `delta`;
+    /// refuses when it cannot keep every reference into the moved bytes.
+    static Fix shiftBehind(const BOX& anchor, std::int64_t delta);
+    /// The same for any change: `distance` tells how far what stood at an offset of the source has
+    /// moved; everything from the offset `moved` of the copy on is behind the change.
+    using Distance = std::function<std::int64_t(std::uint64_t offset)>;
+    static Fix shiftOffsets(std::uint64_t moved, const Distance& distance);
+
+    /// Adds `delta` to the sizes of `box` and all its ancestors. Deliberate: the walk includes the
+    /// root, whose "header" is that of the file's first box; growEnclosing leaves the root out.
+    bool modifyBoxSize(BinFile& file, const BOX& box, std::int64_t delta) const;
+    /// Add `delta` to every chunk offset of the movie's tracks, or of the spatial-audio track in
+    /// the spatial-data box, wrapping at the offset's width; false when there is no table.
+    bool modifySTCOIndex(BinFile& file, std::int64_t delta) const;
+    bool modifySpatialTrakSTCOIndex(BinFile& file, std::int64_t delta) const;
+    bool modifySTCOIndexImpl(const std::string& prefix, BinFile& file, std::int64_t delta) const;
+
+    /// Moves the movie box ahead of the media data; false, with the file untouched, when it is
+    /// there already. Deliberate: serves the layout ftyp, mdat, moov alone; with others media data
+    /// is lost, so ask `servesMoovFirst` first.
+    bool moovFirst();
+    /// True when moovFirst loses nothing: one mdat directly ahead of one moov, every byte of the
+    /// file inside a box, every chunk offset inside the mdat, and no other absolute offsets.
+    bool servesMoovFirst() const;
+    /// False when any top-level box is a moov, and for a file without boxes.
+    bool isMdatFirst() const;
+
+    /// Sets the creation times of movie, tracks and media, in seconds since 1904-01-01 UTC, in
+    /// place. Writes nothing when one of them cannot be set. The tree is not parsed again.
+    bool updateTimeStamp(std::uint64_t time);
+
+    /// Append a top-level uuid box with the payload unless the movie has one of the kind, which is
+    /// said on the console and true. Refused when a reader would not find the box; after a failure
+    /// the file has its old length.
+    bool appendXMP(const std::string& xmp);
+    bool appendAxis(const std::string& axis);
+
+    /// Sets constraint_set1_flag in every H.264 baseline record of the movie and states `fullRange`
+    /// in its parameter sets, in the way that moves least: in place where a record keeps its room,
+    /// else with bytes of a free box of the user data or of the movie box, else by growing the
+    /// movie box. No box with content is shortened. False, with the file as it was, when a record
+    /// cannot be read or the bytes that move are referred to in ways that cannot be kept right.
+    bool appendFullRangeAndConstrainedSet1Flag(bool fullRange);
+
+    /// When not empty, receives the next rewrite in place of the source; cleared when that
+    /// succeeded, and the container then stands for this file. May not be the source itself.
+    std::wstring outputPath;
+
+    std::wstring path;
+    std::unique_ptr<ROOT> root;
+    /// The first top-level box of each kind, or null.
+    BOX* moov = nullptr;
+    BOX* mdat = nullptr;
+    /// The last track whose header has a width, or null.
+    TRAK* videoTrack = nullptr;
+
+  private:
+    /// Keeps other editors of `opened` out; false, with the reason, when one is at work or the
+    /// tree does not describe the file as it is.
+    bool mayEdit(WEKU::FileIO& opened) const;
+    bool editInPlace(const Edit& edit);
+    bool rewrite(const std::wstring& source, const std::wstring& target,
+                 const std::wstring& temporary, const Copy& copy, const Fix& fixFront,
+                 const Fix& fixAll) const;
+    bool hasOtherAbsoluteOffsets() const;
+    bool append(const UUID& box, const wchar_t* existedMessage);
+
+    /// The file's state when it was parsed.
+    WEKU::FileStamp stamp;
+    /// No read failed in the parse, and it listed every box that it met.
+    bool parsedWhole = false;
+};
+
+}  // namespace MP4
