@@ -1,0 +1,138 @@
+#include "sensor/ViewHeading.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <type_traits>
+
+#include "support/Console.h"
+#include "support/Truncate.h"
+
+namespace {
+
+constexpr char headingLine[] =
+    "  <GSpherical:InitialViewHeadingDegrees>%d</GSpherical:InitialViewHeadingDegrees>\n";
+constexpr char pitchLine[] =
+    "  <GSpherical:InitialViewPitchDegrees>%d</GSpherical:InitialViewPitchDegrees>\n";
+constexpr char fovLine[] =
+    "  <GSpherical:InitialHorizontalFOVDegrees>%d</GSpherical:InitialHorizontalFOVDegrees>\n";
+constexpr char dollyLine[] =
+    "  <GSpherical:InitialCameraDolly>%f</GSpherical:InitialCameraDolly>\n";
+constexpr char timestampLine[] = "  <GSpherical:Timestamp>%lu</GSpherical:Timestamp>\n";
+constexpr char softwareLines[] =
+    "  <GSpherical:StitchingSoftware>%s</GSpherical:StitchingSoftware>\n"
+    "  <GSpherical:SourceCount>1</GSpherical:SourceCount>\n";
+constexpr std::string_view softwareName = "GSpherical:StitchingSoftware";
+
+/// The first match from `start` on. The searcher skips ahead by the key's length, where a plain
+/// search would stop at every blank of a text made of blanks.
+std::size_t findFrom(std::string_view text, std::string_view key, std::size_t start) {
+    if (start > text.size()) return std::string_view::npos;
+    const std::boyer_moore_horspool_searcher searcher(key.begin(), key.end());
+    const auto found =
+        std::search(text.begin() + static_cast<std::ptrdiff_t>(start), text.end(), searcher);
+    if (found == text.end()) return std::string_view::npos;
+    return static_cast<std::size_t>(found - text.begin());
+}
+
+/// Scans the value that follows the format's leading text; false when there is none. Deliberate:
+/// what follows the value is not looked at, so 90.9 reads as 90 where a whole number is wanted.
+template <class T>
+bool scanValue(std::string_view text, const char* format, T& value) {
+    const std::string_view key(format, std::strcspn(format, "%"));
+    const std::size_t found = findFrom(text, key, 0);
+    if (found == std::string_view::npos) return false;
+    text.remove_prefix(found + key.size());
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+    // The scanner measures its whole input first; no number needs more than this of it.
+    char number[512] = {};
+    text.copy(number, sizeof number - 1);
+    return std::sscanf(number, format + key.size(), &value) == 1;
+}
+
+template <std::size_t N, class... Values>
+void appendFormatted(std::string& out, const char* format, Values... values) {
+    char buffer[N];
+    const int length = std::snprintf(buffer, N, format, values...);
+    if (length > 0)
+        out.append(buffer, std::min<std::size_t>(static_cast<std::size_t>(length), N - 1));
+}
+
+std::string softwareOf(std::string_view xml) {
+    const std::size_t opening = findFrom(xml, softwareName, 0);
+    if (opening == std::string_view::npos) return {};
+    const std::size_t begin = opening + softwareName.size() + 1;  // behind the '>'
+    const std::size_t closing = findFrom(xml, softwareName, begin);
+    if (closing == std::string_view::npos || closing - begin < 2) return {};
+    return std::string(xml.substr(begin, closing - begin - 2));  // less the "</"
+}
+
+void overwrite(float& value, float other) {
+    if (!std::isnan(other)) value = other;
+}
+
+}  // namespace
+
+template <class T>
+float readValue(std::string_view text, const char* format) {
+    T value{};
+    return scanValue(text, format, value) ? static_cast<float>(value) : ViewHeading::absent;
+}
+
+template <class T>
+void writeValue(std::string& out, const char* format, float value) {
+    if (std::isnan(value)) return;
+    if constexpr (std::is_same_v<T, int>) {
+        appendFormatted<128>(out, format, WEKU::truncateToInt32(value));
+    } else {
+        appendFormatted<128>(out, format, static_cast<double>(value));
+    }
+}
+
+template float readValue<int>(std::string_view, const char*);
+template float readValue<float>(std::string_view, const char*);
+template void writeValue<int>(std::string&, const char*, float);
+template void writeValue<float>(std::string&, const char*, float);
+
+void ViewHeading::attach(std::string_view xml) {
+    const WEKU::Console::LocaleC guard;
+    software = softwareOf(xml);
+    heading = readValue<int>(xml, headingLine);
+    pitch = readValue<int>(xml, pitchLine);
+    fov = readValue<int>(xml, fovLine);
+    dolly = readValue<float>(xml, dollyLine);
+    unsigned long stored = 0;
+    timestamp = scanValue(xml, timestampLine, stored) ? stored : 0;
+}
+
+void ViewHeading::attach(const ViewHeading& other) {
+    const WEKU::Console::LocaleC guard;
+    overwrite(heading, other.heading);
+    overwrite(pitch, other.pitch);
+    overwrite(fov, other.fov);
+    overwrite(dolly, other.dolly);
+    if (other.timestamp != 0) timestamp = other.timestamp;
+    if (!other.software.empty()) software = other.software;
+}
+
+std::string ViewHeading::toString() const {
+    const WEKU::Console::LocaleC guard;
+    std::string xml =
+        "<rdf:SphericalVideo xmlns:GSpherical='http://ns.google.com/videos/1.0/spherical/'\n"
+        "  xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'>\n"
+        "  <GSpherical:Spherical>true</GSpherical:Spherical>\n"
+        "  <GSpherical:Stitched>true</GSpherical:Stitched>\n"
+        "  <GSpherical:ProjectionType>equirectangular</GSpherical:ProjectionType>\n";
+    if (!software.empty()) appendFormatted<256>(xml, softwareLines, software.c_str());
+    if (timestamp != 0) {
+        appendFormatted<128>(xml, timestampLine, static_cast<unsigned long>(timestamp));
+    }
+    writeValue<int>(xml, headingLine, heading);
+    writeValue<int>(xml, pitchLine, pitch);
+    writeValue<int>(xml, fovLine, fov);
+    writeValue<float>(xml, dollyLine, dolly);
+    xml += "</rdf:SphericalVideo>";
+    return xml;
+}
