@@ -1,0 +1,25 @@
+#pragma once
+
+#include "mp4/Container.h"
+#include "support/FileIO.h"
+
+/// What a movie's first video track shows.
+struct VideoFacts {
+    /// Size of the first picture in pixels; -1 when none could be decoded.
+    double width = -1;
+    double height = -1;
+    /// Pictures a second: the track's pictures divided by its duration; 0 when either is unknown.
+    float nominalFrameRate = 0;
+};
+
+/// The seam behind which pictures are decoded. The build picks the reader: the one that decodes
+/// with FFmpeg, or the one that takes the headers' word (cmake/VideoReader.cmake).
+namespace VideoReader {
+
+/// Describes the first video track, attached pictures not counted. `file` is the file whose boxes
+/// `movie` holds, open. False, with a line on standard error, when the movie cannot be opened or
+/// has no video track; true whether or not a picture could be decoded.
+[[nodiscard]] bool describeSource(const MP4::Container& movie, const WEKU::FileIO& file,
+                                  VideoFacts& facts);
+
+}  // namespace VideoReader

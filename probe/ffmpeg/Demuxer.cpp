@@ -1,0 +1,123 @@
+#include "probe/ffmpeg/Demuxer.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr std::uint64_t mebibyte = 1 << 20;
+/// An hour's movie opens in a few milliseconds.
+constexpr std::uint64_t mostSeconds = 5;
+/// Small, because the bounds on memory and time are looked at when it is filled, and a hostile box
+/// of 24 bytes can keep the demuxer busy for a second or make it take megabytes.
+constexpr int bufferBytes = 512;
+
+int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
+    return AVERROR(EPERM);
+}
+
+}  // namespace
+
+// The bounds. A well-formed movie is read little more than once, while boxes that name the same
+// places again and again could keep the demuxer reading for ever. Its index takes 24 bytes a
+// sample, and a hostile table announces billions of samples in a few bytes.
+Demuxer::Demuxer(const SondexVideoSource& source, Meter& meter)
+    : source(source),
+      meter(meter),
+      readsLeft(std::min(source.length, std::uint64_t{INT64_MAX} / 8) * 4 + 64 * mebibyte),
+      mostAtOnce(std::min(source.length, std::uint64_t{INT_MAX}) * 24 + 12 * mebibyte) {
+    meter.allowMore(mostAtOnce + 36 * mebibyte, mostSeconds);
+}
+
+std::uint64_t Demuxer::fetch(std::uint64_t offset, std::uint8_t* bytes, std::uint64_t count) {
+    if (count > readsLeft) return 0;
+    const std::uint64_t got = source.readAt(source.context, offset, bytes, count);
+    readsLeft -= got;
+    return got;
+}
+
+int Demuxer::read(void* self, std::uint8_t* bytes, int count) {
+    auto& demuxer = *static_cast<Demuxer*>(self);
+    return demuxer.deliver(bytes, static_cast<std::uint64_t>(count));
+}
+
+int Demuxer::deliver(std::uint8_t* bytes, std::uint64_t count) {
+    count = std::min(count, source.length - position);
+    if (count == 0) return AVERROR_EOF;
+    if (meter.isExceeded()) return AVERROR(ENOMEM);
+    std::uint64_t got = 0;
+    if (count > bufferBytes) {
+        got = fetch(position, bytes, count);
+    } else {
+        if (position < windowStart || position - windowStart >= windowLength) {
+            windowStart = position;
+            windowLength = fetch(position, window.data(),
+                                 std::min<std::uint64_t>(window.size(), source.length - position));
+        }
+        const std::uint64_t skipped = position - windowStart;
+        got = std::min(count, windowLength - skipped);
+        std::copy_n(window.data() + skipped, got, bytes);
+    }
+    if (got == 0) return AVERROR(EIO);
+    position += got;
+    return static_cast<int>(got);
+}
+
+std::int64_t Demuxer::seek(void* self, std::int64_t offset, int whence) {
+    auto& demuxer = *static_cast<Demuxer*>(self);
+    if ((whence & AVSEEK_SIZE) != 0) return static_cast<std::int64_t>(demuxer.source.length);
+    if ((whence & ~AVSEEK_FORCE) != SEEK_SET || offset < 0) return AVERROR(EINVAL);
+    demuxer.position = std::min(static_cast<std::uint64_t>(offset), demuxer.source.length);
+    return offset;
+}
+
+bool Demuxer::open() {
+    auto* buffer = static_cast<unsigned char*>(av_malloc(bufferBytes));
+    if (buffer == nullptr) return false;
+    io.reset(avio_alloc_context(buffer, bufferBytes, 0, this, read, nullptr, seek));
+    if (!io) {
+        av_free(buffer);
+        return false;
+    }
+    // Named, not probed: a picture or a playlist under a movie's name is no movie.
+    const AVInputFormat* movie = av_find_input_format("mov");
+    AVFormatContext* opening = movie != nullptr ? avformat_alloc_context() : nullptr;
+    if (opening == nullptr) return false;
+    opening->pb = io.get();
+    opening->flags |= AVFMT_FLAG_CUSTOM_IO;
+    opening->io_open = refuseToOpen;
+    const Libav::AllocationBound bound(mostAtOnce);
+    // What the first picture is has nothing to do with edits; resolving them can take hours.
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "ignore_editlist", "1", 0);
+    // Takes the context over, also when it fails.
+    const int result = avformat_open_input(&opening, nullptr, movie, &options);
+    av_dict_free(&options);
+    if (result < 0) return false;
+    format.reset(opening);
+    return true;
+}
+
+AVStream* Demuxer::selectVideo() {
+    AVStream* video = nullptr;
+    for (unsigned i = 0; i < format->nb_streams; ++i) {
+        AVStream& stream = *format->streams[i];
+        const bool wanted = video == nullptr && stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
+                            (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
+        if (wanted) {
+            video = &stream;
+        } else {
+            stream.discard = AVDISCARD_ALL;
+        }
+    }
+    selected = video;
+    return video;
+}
+
+bool Demuxer::nextPacket(AVPacket& packet) {
+    const Libav::AllocationBound bound(mostAtOnce);
+    for (;;) {
+        av_packet_unref(&packet);
+        if (av_read_frame(format.get(), &packet) < 0) return false;
+        if (format->streams[packet.stream_index] == selected) return true;
+    }
+}

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <array>
+
+#include "probe/VideoModule.h"
+#include "probe/ffmpeg/Libav.h"
+#include "probe/ffmpeg/Meter.h"
+
+/// The MP4/MOV demuxer over a caller's bytes: no protocol, no file name and no second file is
+/// ever involved, and a hostile movie can neither hold it up nor swell it.
+class Demuxer {
+  public:
+    Demuxer(const SondexVideoSource& source, Meter& meter);
+    Demuxer(const Demuxer&) = delete;
+    Demuxer& operator=(const Demuxer&) = delete;
+
+    /// Reads the movie's header; false when there is none.
+    [[nodiscard]] bool open();
+    /// The first video track that is not an attached picture, or null. Only its packets are read
+    /// from then on.
+    AVStream* selectVideo();
+    /// Reads the next packet of the selected track; false at the end.
+    [[nodiscard]] bool nextPacket(AVPacket& packet);
+
+  private:
+    static int read(void* self, std::uint8_t* bytes, int count);
+    static std::int64_t seek(void* self, std::int64_t offset, int whence);
+
+    int deliver(std::uint8_t* bytes, std::uint64_t count);
+    /// Reads from the source while that is allowed.
+    std::uint64_t fetch(std::uint64_t offset, std::uint8_t* bytes, std::uint64_t count);
+
+    const SondexVideoSource& source;
+    std::uint64_t position = 0;
+    /// Bytes read ahead, so that small reads do not cost a system call each.
+    std::array<std::uint8_t, 16384> window;
+    std::uint64_t windowStart = 0;
+    std::uint64_t windowLength = 0;
+    Meter& meter;
+    /// Bytes that may still be read.
+    std::uint64_t readsLeft;
+    /// Bound of one allocation.
+    std::uint64_t mostAtOnce;
+    const AVStream* selected = nullptr;
+    Libav::Owned<AVIOContext> io;
+    Libav::Owned<AVFormatContext> format;
+};
