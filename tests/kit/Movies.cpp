@@ -1,0 +1,71 @@
+#include "tests/kit/Movies.h"
+
+#include "h264/AvcRecord.h"
+#include "h264/SequenceParameterSet.h"
+#include "mp4/AVCC.h"
+#include "tests/kit/BoxBuilder.h"
+
+namespace kit {
+
+std::string stco(std::uint64_t offset, std::uint32_t announced) {
+    return fullBox("stco", 0, u32(announced) + u32(offset));
+}
+
+std::string co64(std::uint64_t offset) {
+    return fullBox("co64", 0, u32(1) + u64(offset));
+}
+
+std::string movieBox(const std::string& offsets, const std::string& more) {
+    return box("moov", mvhd(1, 1) + trackOf(tkhd(2, 1), visualEntry("avc1", 2, 1), offsets) + more);
+}
+
+std::string mdatFirst(const std::string& media, bool wide) {
+    const std::string ftyp = box("ftyp", "isom");
+    const std::uint64_t at = ftyp.size() + 8;
+    return ftyp + box("mdat", media) +
+           movieBox(wide ? co64(at) : stco(at), box("udta", box("free")));
+}
+
+bool insertInto(MP4::Container& movie, const MP4::BOX& anchor, bool replace,
+                const std::string& boxes) {
+    const auto delta = static_cast<std::int64_t>(boxes.size()) -
+                       static_cast<std::int64_t>(replace ? anchor.size() : 0);
+    return movie.insertBox(
+        L"test", anchor, replace, [&](MP4::BinFile& file) { return file.put(boxes); },
+        MP4::Container::growEnclosing(anchor, delta), MP4::Container::shiftBehind(anchor, delta));
+}
+
+bool widenOffsets(MP4::Container& movie) {
+    while (const auto* table = movie.first("moov.trak.mdia.minf.stbl.stco")) {
+        const std::string entries = movie.payload(*table).substr(8);
+        std::string wide = u32(entries.size() / 4);
+        for (std::size_t i = 0; i < entries.size(); i += 4)
+            wide += zeros(4) + entries.substr(i, 4);
+        if (!insertInto(movie, *table, true, fullBox("co64", 0, wide))) return false;
+    }
+    return movie.first("moov.trak.mdia.minf.stbl.co64") != nullptr;
+}
+
+bool unsetBaselineFlag(MP4::Container& movie, bool statesFullRange) {
+    const auto* box = movie.first<MP4::AVCC>("moov.trak.mdia.minf.stbl.stsd.avc1.avcC");
+    if (box == nullptr) return false;
+    H264::AvcRecord record;
+    record.parse(box->bytes());
+    record.profileCompatibility &= 0xBF;
+    for (ByteArray& unit : record.sequenceParameterSets) {
+        H264::SequenceParameterSet set;
+        set.parse(unit);
+        set.constraint_set1_flag = false;
+        set.vui_parameters_present_flag = statesFullRange;
+        set.vui = {};
+        set.vui.video_signal_type_present_flag = statesFullRange;
+        set.vui.video_full_range_flag = statesFullRange;
+        unit = set.write();
+    }
+    const ByteArray bytes = record.write();
+    return insertInto(
+        movie, *box, true,
+        kit::box("avcC", {reinterpret_cast<const char*>(bytes.data()), bytes.length()}));
+}
+
+}  // namespace kit
