@@ -1,0 +1,66 @@
+# What `cmake --install` and `cpack` put where; every path is relative to the prefix, so that a
+# tree can be moved after it was installed.
+include(CMakePackageConfigHelpers)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Sondex)
+set(generated ${PROJECT_BINARY_DIR}/package)
+
+install(TARGETS sondex EXPORT SondexTargets
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sondex)
+foreach(folder IN LISTS SONDEX_FOLDERS)
+    file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.h)
+    install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sondex/${folder})
+endforeach()
+if(TARGET sondex_video)
+    install(TARGETS sondex_video LIBRARY DESTINATION ${SONDEX_MODULE_FOLDER})
+endif()
+if(TARGET Sondex)
+    if(BUILD_SHARED_LIBS)
+        file(RELATIVE_PATH to_library ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+        set_target_properties(Sondex PROPERTIES INSTALL_RPATH $ORIGIN/${to_library})
+    endif()
+    install(TARGETS Sondex)
+endif()
+
+# The CMake package and the pkg-config file. A static library passes its own needs on.
+install(EXPORT SondexTargets NAMESPACE Sondex:: DESTINATION ${package_folder})
+configure_package_config_file(cmake/SondexConfig.cmake.in ${generated}/SondexConfig.cmake
+    INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(${generated}/SondexConfigVersion.cmake
+    COMPATIBILITY SameMinorVersion)
+install(FILES ${generated}/SondexConfig.cmake ${generated}/SondexConfigVersion.cmake
+        DESTINATION ${package_folder})
+
+file(RELATIVE_PATH to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH library_path ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH header_path ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+list(TRANSFORM CMAKE_DL_LIBS PREPEND "-l" OUTPUT_VARIABLE dl_words)
+string(JOIN " " library_needs -pthread ${dl_words})
+if(BUILD_SHARED_LIBS)
+    set(library_words "-L\${libdir} -lsondex")
+else()
+    set(library_words "-L\${libdir} -lsondex ${library_needs}")
+endif()
+configure_file(cmake/sondex.pc.in ${generated}/sondex.pc @ONLY)
+install(FILES ${generated}/sondex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The manual and the shells' completions.
+configure_file(docs/Sondex.1.in ${generated}/Sondex.1 @ONLY)
+install(FILES ${generated}/Sondex.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES completions/Sondex.bash RENAME Sondex
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES completions/_Sondex DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+
+# The Debian package. Its dependencies are those that the linker saw, the module's included.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME sondex)
+set(CPACK_PACKAGE_CONTACT "The Sondex project <sondex@example.org>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION video)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebianFolders.cmake)
+include(CPack)
