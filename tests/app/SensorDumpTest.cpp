@@ -1,0 +1,70 @@
+#include "app/SensorDump.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <random>
+
+#include "sensor/SensorRecords.h"
+#include "tests/kit/Files.h"
+
+using namespace SensorRecords;
+
+namespace {
+
+template <class T, class Formatter = SensorDump::NoMembers>
+std::string dumped(const std::vector<T>& samples, Formatter formatter = {}) {
+    const kit::TempFolder folder;
+    const std::wstring path = folder.write("out.json", std::string(100, 'x'));
+    EXPECT_TRUE(SensorDump::dumpXYZT<T>(samples, path, formatter));
+    return kit::readFile(path);
+}
+
+}  // namespace
+
+TEST(NumberText, NumbersLookAsPrintfPrintsThem) {
+    std::vector<double> values = {0.0, -0.0, NAN, -double{NAN}, -double{INFINITY}, 123456.5};
+    for (const double power : {1e-5, 1e-4, 1.0, 1e5, 1e6}) {
+        for (const double factor : {1.0, 1.234565, 1.0000005, 9.999995}) {
+            const double value = power * factor;
+            values.insert(values.end(),
+                          {value, std::nextafter(value, 0), std::nextafter(value, 1e9)});
+        }
+    }
+    std::mt19937_64 random(3);
+    std::uniform_real_distribution<double> exponent(-8, 8);
+    for (int i = 0; i < 200000; ++i) {
+        values.push_back(std::bit_cast<float>(static_cast<std::uint32_t>(random())));
+        values.push_back(static_cast<float>(std::pow(10, exponent(random))));
+    }
+    for (const double value : values) {
+        char expected[64];
+        std::snprintf(expected, sizeof expected, "%.6g", value);
+        std::string text;
+        appendNumber(text, value);
+        ASSERT_EQ(text, expected);
+    }
+}
+
+TEST(SensorDump, WritesOneObjectALine) {
+    EXPECT_EQ(dumped<Gyro>({}), "[");
+    EXPECT_EQ(dumped<Ecompass>({{0.5F, 1e-7F, NAN, UINT64_MAX}}),
+              "[{\"x\":0.5,\"y\":1e-07,\"z\":nan,\"timestamp\":18446744073709551615}]\n");
+    const std::vector<float> yaw = {-0.25F};
+    const std::vector<TopBottomCorrection> two = {{1, -32768, 3, 4}, {0, 0, 0, 9}};
+    EXPECT_EQ(dumped(two, SensorDump::YawMember{yaw}),
+              "[{\"x\":1,\"y\":-32768,\"z\":3,\"yaw\":-0.25,\"timestamp\":4},\n"
+              "{\"x\":0,\"y\":0,\"z\":0,\"timestamp\":9}]\n");
+    // More than one block: nothing is lost at the seams.
+    const std::string line = "{\"x\":1,\"y\":2,\"z\":3,\"timestamp\":4},\n";
+    std::string many = dumped(std::vector<Gyro>(30000, {1, 2, 3, 4}));
+    many.replace(many.size() - 2, 1, ",");
+    for (std::size_t at = 1; at <= 30000 * line.size(); at += line.size())
+        ASSERT_EQ(many.substr(at, line.size()), line) << at;
+
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(SensorDump::dumpXYZT<Gyro>(std::vector<Gyro>(30000), L"/dev/full"));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Sondex: /dev/full: writing failed, the file is incomplete\n");
+}

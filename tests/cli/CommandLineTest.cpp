@@ -1,0 +1,136 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "tests/kit/Files.h"
+#include "tests/kit/Program.h"
+#include "tests/kit/TiffBuilder.h"
+
+using namespace kit;
+
+namespace {
+
+const std::string banner =
+    "\nSondex 2.8.1.2019.05.28\n"
+    "usage: Sondex.osx [options] <source.mp4>\n"
+    "  source.mp4      : input file.\n"
+    "  -kdtd:kdtd.json : dump KDTD data\n"
+    "  -set1           : overwrite constrained_set1_flag to 1, if H.264 and profile_idc is 66.\n"
+    "\n";
+const std::string failed = "result: {\"status\":\"failed\"}\n";
+
+const std::string stillLine =
+    "result: {\"status\":\"succeed\", \"type\":\"JPEG\", \"model\":\"Model A\", "
+    "\"software\":\"1.20\", \"cpuVersion\":\"2.10b\", \"cameraSerial\":\"00012345\", "
+    "\"yaw\":270.5, \"pitch\":10.5, \"roll\":-2.5}\n";
+
+std::string notOpened(const std::string& path) {
+    return "open(" + path + ", 'r') failed.\n";
+}
+
+/// A missing movie is opened by the probe and again by the report, a missing still once.
+std::string noMovie(const std::string& path) {
+    return notOpened(path) + notOpened(path);
+}
+
+/// A folder with a still whose report is short.
+class CommandLine : public testing::Test {
+  protected:
+    std::string write(const std::string& name, const std::string& bytes) const {
+        folder.write(name, bytes);
+        return path(name);
+    }
+    std::string path(const std::string& name) const { return (folder.path() / name).string(); }
+
+    const std::string still = CameraTiff().jpeg();
+    TempFolder folder;
+    const std::string photo = write("s.jpg", still);
+};
+
+}  // namespace
+
+TEST_F(CommandLine, WordsAndStatuses) {
+    struct Case {
+        std::vector<std::string> words;
+        std::string out;
+        int status;
+    };
+    // Words beyond the ninth behind the program's name are absent.
+    std::vector<std::string> ten(9, "-set1");
+    ten.push_back(photo);
+    const Case cases[] = {
+        {{"-h"}, banner, 1},
+        {{"-dump", "-kdtd:x", "-kdtb:", "-kdtc:y"}, "", 0},
+        {{"-h", photo}, stillLine, 0},
+        {{photo, "second"}, stillLine, 0},
+        {{path("none.mp4")}, noMovie(path("none.mp4")) + banner, 1},
+        {{path("none.jpg")}, notOpened(path("none.jpg")) + banner, 1},
+        {{"-H", photo}, noMovie("-H") + banner, 1},
+        {{""}, noMovie("") + banner, 1},
+        {ten, "", 0},
+    };
+    for (const Case& c : cases) {
+        const Outcome outcome = runSondex(c.words);
+        EXPECT_EQ(outcome.out, c.out) << c.words[0];
+        EXPECT_EQ(outcome.status, c.status) << c.words[0];
+    }
+}
+
+TEST_F(CommandLine, TheExtensionChoosesTheReader) {
+    // Too short a name, or another extension: a movie.
+    const std::string noStill = "KMKN not found.\n";
+    const std::pair<const char*, std::string> cases[] = {
+        {"x.jpg", stillLine}, {"a.JPEG", stillLine}, {"R.DnG", "\"type\":\"DNG\""},
+        {".JPG", noStill},    {".dng", noStill},     {"x.jpgx", noStill},
+    };
+    for (const auto& [name, expected] : cases) {
+        const bool isDng = expected.ends_with("\"DNG\"");
+        write(name, isDng ? CameraTiff().tiff() : still);
+        // A name alone, so that its length is what is tested.
+        const std::string out = run({"env", "-C", path(""), sondexProgram(), name}).out;
+        EXPECT_NE(out.find(expected), std::string::npos) << name;
+    }
+}
+
+TEST_F(CommandLine, EachLineIsOneJob) {
+    write("empty.jpg", "");
+    std::filesystem::create_directory(path("d.jpg"));
+    ASSERT_EQ(::mkfifo(path("f.jpg").c_str(), 0600), 0);
+    const auto unread = [&](const char* name) {
+        return "FileIO.read(" + path(name) + ") failed.\n" + failed;
+    };
+    // The options belong to the other mode.
+    const Outcome outcome =
+        runSondex({}, photo + "\n\n\t\t\n" + path("none.jpg") + "\r\n\t" + photo + "\tx\r\n" +
+                          path("empty.jpg") + "\n" + path("d.jpg") + "\n" + path("f.jpg") +
+                          "\n-h\n" + photo + std::string(1, '\0') + "more\n" + photo);
+    EXPECT_EQ(outcome.out, stillLine + notOpened(path("none.jpg")) + failed + stillLine +
+                               unread("empty.jpg") + unread("d.jpg") + unread("f.jpg") +
+                               noMovie("-h") + failed + stillLine + stillLine);
+    EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(CommandLine, ALineLongerThanTheBufferIsMoreJobs) {
+    // A line of exactly the buffer's length leaves an empty one, which is no job. The characters
+    // count, not their bytes.
+    std::string accents;
+    for (int i = 0; i < 4095; ++i)
+        accents += "\xC3\xA9";
+    const std::string rest(905, 'b');
+    EXPECT_EQ(runSondex({}, accents + "\n" + accents + rest + "\n").out,
+              noMovie(accents) + failed + noMovie(accents) + failed + noMovie(rest) + failed);
+}
+
+TEST_F(CommandLine, AnyBytesWorkUnderAnyLocale) {
+    for (const char* name : {"a \xC3\xA9 \xE6\x97\xA5\xE6\x9C\xAC", "b\xFF", "c\xED\xA0\x80\x01"}) {
+        const std::string named = write(std::string(name) + ".jpg", still);
+        const std::string missing = path(std::string(name) + "x.jpg");
+        for (const char* locale : {"LC_ALL=C", "LC_ALL=C.UTF-8"}) {
+            EXPECT_EQ(run({"env", locale, sondexProgram(), missing}).out,
+                      notOpened(missing) + banner);
+            EXPECT_EQ(run({"env", locale, sondexProgram()}, named + "\n" + missing).out,
+                      stillLine + notOpened(missing) + failed);
+        }
+    }
+}

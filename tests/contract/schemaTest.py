@@ -1,0 +1,77 @@
+#!/usr/bin/env python3
+"""Holds real results and dumps against the schemas: whatever the camera's texts hold, numbers are
+numbers and texts are texts.  usage: schemaTest.py PROGRAM SAMPLE-MAKER SOURCE"""
+
+import copy
+import json
+import math
+import pathlib
+import sys
+import tempfile
+
+try:
+    import jsonschema
+except ImportError:
+    print("python3-jsonschema is missing")
+    sys.exit(77)
+
+program, sampleMaker, source = sys.argv[1:]
+sys.path.insert(0, source + "/examples")
+from askFiles import Sondex, readJson  # noqa: E402
+import samples  # noqa: E402
+
+
+def schema(name):
+    text = json.loads(pathlib.Path(source, "docs/schema", name).read_text())
+    jsonschema.Draft202012Validator.check_schema(text)
+    return jsonschema.Draft202012Validator(text)
+
+
+result, dump = schema("result.schema.json"), schema("dump.schema.json")
+with tempfile.TemporaryDirectory() as name, Sondex(program) as probe:
+    folder = pathlib.Path(name)
+    files = samples.make(folder, sampleMaker)
+    answers = {f: probe.ask(str(folder / f)) for kind in files.values() for f in kind}
+    for file, answer in answers.items():
+        result.validate(answer)
+        assert (answer["status"] == "failed") == (file in files["unreadable"]), file
+
+    # What is read is what the camera wrote, less what cannot be in a text.
+    models = [answers[f].get("model") for f in files["models"]]
+    assert models == ["12345678901234", "true,  x :1.5", "\\ \\u0041\\n\\\\ \\", "     567890123", "",
+                      "inf, nan: -inf", "  null", "{}[],:\x7f'&<>;#`"], models
+    angles = answers["inf.jpg"]
+    assert (angles["roll"], angles["yaw"]) == (-math.inf, math.inf) and "pitch" not in angles
+
+    # Only the first uuid box of a track is asked for the view, every one for the software.
+    lacking = set(answers["camera.MP4"]) - set(answers["uuid.mp4"])
+    assert len(lacking) == 3 and all("InitialView" in key or "FOV" in key for key in lacking)
+
+    # The schema refuses what is of the wrong kind, unknown or missing.
+    whole = answers["camera.MP4"]
+    assert len(whole) == 29, len(whole)
+    for key, value in whole.items():
+        for wrong in ([value], {}, None, 7.5 if isinstance(value, str) else "7"):
+            assert not result.is_valid({**whole, key: wrong}), (key, wrong)
+    required = {"status", "hasKDTD", "type", "codec", "decodable", "hasSpatialSound",
+                "hasSA3DSound", "duration", "videoBitRate", "dxvaDecodable"}
+    for key in required:
+        assert not result.is_valid({k: v for k, v in whole.items() if k != key}), key
+    assert not result.is_valid({**whole, "other": 1})
+
+    # Dumps: all three streams, a stream with numbers that are not finite, and no samples.
+    def dumpsOf(file):
+        paths = [str(folder / kind) for kind in "tbc"]
+        assert probe.ask(str(folder / file), *paths)["status"] == "succeed"
+        return [readJson(pathlib.Path(path).read_text()) for path in paths]
+
+    streams = dumpsOf("camera.MP4")
+    for stream in streams:
+        dump.validate(stream)
+    assert [set(s[0]) - {"x", "y", "z", "timestamp"} for s in streams] == [{"yaw"}, set(), set()]
+    assert math.isnan(dumpsOf("nan.mp4")[1][0]["x"]) and dumpsOf("clip.mp4") == [[], [], []]
+    for key in streams[0][0]:
+        wrong = copy.deepcopy(streams[0])
+        wrong[-1][key] = "1"
+        assert not dump.is_valid(wrong), key
+print("results and dumps follow the schemas")

@@ -1,0 +1,74 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "exif/CameraRecord.h"
+#include "tests/kit/Files.h"
+#include "tests/kit/TiffBuilder.h"
+
+using kit::byteArray;
+using kit::CameraTiff;
+using ZELVA = ExifParser::ZELVA;
+
+TEST(CameraRecord, StitchingIsValidOnlyWhole) {
+    using S = ZELVA::STITCHING;
+    EXPECT_TRUE((S{0, {1, 1}, {1, 1}, 0.5F}.isValid()));
+    for (const S& s : {S{-1, {1, 1}, {1, 1}, 1}, S{0, {0, 1}, {1, 1}, 1}, S{0, {1, -1}, {1, 1}, 1},
+                       S{0, {1, 1}, {0, 1}, 1}, S{0, {1, 1}, {1, 0}, 1}, S{0, {1, 1}, {1, 1}, 0}})
+        EXPECT_FALSE(s.isValid());
+}
+
+TEST(CameraRecord, StabilisationFlagsFollowTheLowBits) {
+    const int flags[] = {0b000, 0b101, 0b000, 0b111, 0b101, 0b111, 0b001, 0b001};
+    for (std::uint16_t setting = 0; setting < 16; ++setting) {
+        ZELVA record;
+        record.attachStabilization(setting);
+        EXPECT_EQ(record.stabilize, (setting & 7) == 2 ? 0 : setting);
+        const int seen =
+            record.stabilizeFlag1 * 4 + record.stabilizeFlag2 * 2 + record.stabilizeFlag3;
+        EXPECT_EQ(seen, flags[setting & 7]) << setting;
+    }
+}
+
+TEST(CameraRecord, TheCompassIsCorrectedForTiltsBeyond45Degrees) {
+    const float rows[][4] = {{30, NAN, 100, 100}, {30, 45, 100, 100}, {30, -45, 100, 100},
+                             {90, 60, 100, 190},  {90, -60, 100, 10}, {0, 60, -30, -30}};
+    for (const auto& [roll, pitch, yaw, compass] : rows) {
+        ZELVA record;
+        record.roll = roll;
+        record.pitch = pitch;
+        record.yaw = yaw;
+        record.attachCompass();
+        EXPECT_NEAR(record.compass, compass, 1e-4) << pitch << ' ' << roll;
+    }
+}
+
+TEST(CameraRecord, PrintsEveryIfdAndTheRecord) {
+    CameraTiff image;
+    ExifParser parser;
+    parser.attachDNG(byteArray(image.dng()));
+    const std::string whole = kit::captureOutput([&] { parser.dumpKMKN(); });
+    EXPECT_TRUE(whole.starts_with(
+        "\nIFD0 (4)\n  0: 0110 0002 00000008 00000160\n  1: 0131 0002 00000005 00000168\n"
+        "  2: 014A 0004 00000002 0000016E\n  3: 8769 0004 00000001 0000003E\n"
+        "\nEXIF (1)\n  0: 927C 0007 00000190 00000050\n\nMakerNote (4)\n  0: 0002 "))
+        << whole;
+    EXPECT_NE(whole.find("\n\nRECEPTOR (13)\n  0: 0001 "), std::string::npos);
+    EXPECT_TRUE(whole.ends_with(
+        "\n 12: 1014 0003 00000001 00050000\n"
+        "\nSubIFDs[0] (1)\n  0: 00FE 0004 00000001 00000001\n\nSubIFDs[1] (2)\n"
+        "  0: 0111 0004 00000001 00002000\n  1: 0117 0004 00000001 00003000\n"
+        "\n   model: Model A\nsoftware: 1.20\n     ver: 2.10b\n     S/N: 00012345\n    type: 3\n"
+        "     HDR: 1\n     yaw: 270.500000\n   pitch: 10.500000\n    roll: -2.500000\n"
+        "   a/acc: 6\n compass: 270.500000\nadjZenith: 4\nstabilize: 5\nv-quality: 2\n"
+        "stitching.isValid: 1\n   convertVersion: 7\n    fishImgCenter: 960, 961\n"
+        "    fishMovCenter: 540, 541\n     samplingRate: 1.500000\n"))
+        << whole;
+
+    image.camera.drop({3, 0x1014});
+    parser.attachKMKN(byteArray(image.makerNote()));
+    const std::string bare = kit::captureOutput([&] { parser.dumpKMKN(); });
+    EXPECT_TRUE(bare.starts_with("*** KESTO MakerNote ONLY ***\n\nMakerNote (4)\n  0: 0002 "));
+    EXPECT_NE(bare.find("\n   pitch: nan\n    roll: nan\n"), std::string::npos);
+    EXPECT_NE(bare.find("\nstabilize: -1\n"), std::string::npos);
+}

@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <functional>
+
+#include "h264/GolombBitStream.h"
+#include "tests/kit/Hex.h"
+#include "tests/kit/TiffBuilder.h"
+
+using kit::failureOf;
+using kit::fromHex;
+using kit::toHex;
+
+namespace {
+
+GolombBitStream streamOf(std::string_view hex) {
+    GolombBitStream stream;
+    stream.attach(fromHex(hex));
+    return stream;
+}
+
+std::string written(const std::function<void(GolombBitStream&)>& write) {
+    GolombBitStream stream;
+    write(stream);
+    ByteArray out;
+    stream.bytes(out);
+    return toHex(out);
+}
+
+}  // namespace
+
+TEST(BitStream, SaysWhyItCannotTakeOrGive) {
+    GolombBitStream stream = streamOf("a5c301020304");
+    EXPECT_EQ(stream.read_bits(12), (Bits{0xA5C, 12}));
+    // Misaligned comes before empty.
+    EXPECT_EQ(failureOf([&] { stream.read8(); }), "bits existed");
+    EXPECT_EQ(failureOf([&] { stream.write16n(1); }), "bits existed");
+    EXPECT_EQ(stream.read_bits(4).value, 3U);
+    ByteArray out;
+    EXPECT_EQ(failureOf([&] { stream.read_bytes(5, out); }), "no more data");
+    stream.write_bytes(fromHex("0506"));
+    stream.bytes(out);
+    EXPECT_EQ(toHex(out), "010203040506");
+    const auto write = [](auto& s) {
+        s.write_bits(1, 7);
+        s.write_bits(0xDEADBEEF, 32);
+        s.write_bits(1, 1);
+        s.write8(9);
+        s.write_bits(5, 3);
+    };
+    EXPECT_EQ(written(write), "03bd5b7ddf09a0");
+}
+
+TEST(GolombBitStream, UnsignedCodes) {
+    const std::pair<unsigned, const char*> codes[] = {{0, "80"},
+                                                      {3, "20"},
+                                                      {65534, "0001fffe"},
+                                                      {65535, "0000800000"},
+                                                      {0xFFFFFFFF, "000000008000000000"}};
+    for (const auto& [number, hex] : codes) {
+        EXPECT_EQ(written([number = number](auto& s) { s.write_golomb(number); }), hex);
+        EXPECT_EQ(GolombBitStream::decode(GolombBitStream::encode(number)), number);
+        GolombBitStream stream = streamOf(hex);
+        const auto reads = [&, number = number] { EXPECT_EQ(stream.read_golomb(), number); };
+        EXPECT_EQ(failureOf(reads), number <= 65534 ? "" : "too log golomb sream");
+    }
+    EXPECT_EQ(GolombBitStream::decode({4, 3}), ~0U);
+    GolombBitStream sixteenZeros = streamOf("0000");
+    EXPECT_EQ(failureOf([&] { sixteenZeros.read_golomb(); }), "no more data");
+}
+
+TEST(GolombBitStream, SignedCodesAreNotInverse) {
+    const int read[] = {0, 0, 1, -1, 2};
+    const int write[] = {0, -1, 1, -2, 2};
+    for (unsigned number = 0; number < 5; ++number) {
+        const std::string code = written([&](auto& s) { s.write_golomb(number); });
+        EXPECT_EQ(streamOf(code).read_golombs(), read[number]);
+        EXPECT_EQ(written([&](auto& s) { s.write_golombs(write[number]); }), code);
+    }
+    EXPECT_EQ(written([](auto& s) { s.write_golombs(INT_MIN); }), "000000008000000000");
+}

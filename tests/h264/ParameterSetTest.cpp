@@ -1,0 +1,125 @@
+#include <gtest/gtest.h>
+
+#include "h264/AvcFlagPatch.h"
+#include "tests/h264/ParameterSets.h"
+#include "tests/kit/TiffBuilder.h"
+
+using namespace h264test;
+using H264::AvcRecord;
+using H264::SequenceParameterSet;
+using kit::failureOf;
+using kit::toHex;
+
+namespace {
+
+template <class Syntax>
+Syntax parsed(const ByteArray& bytes) {
+    Syntax syntax;
+    syntax.parse(bytes);
+    return syntax;
+}
+
+template <class Syntax>
+void throwsOrRoundTrips(const ByteArray& bytes) {
+    std::string back = toHex(bytes);
+    failureOf([&] { back = toHex(parsed<Syntax>(bytes).write()); });
+    EXPECT_EQ(back, toHex(bytes));
+}
+
+}  // namespace
+
+TEST(ParameterSet, SamplesAreUnderstoodAndAnyDamageThrowsOrRoundTrips) {
+    for (const Sample& sample : kSamples) {
+        SCOPED_TRACE(sample.name);
+        const ByteArray whole = fromHex(sample.hex);
+        EXPECT_TRUE(sample.states(parsed<SequenceParameterSet>(whole)));
+        EXPECT_EQ(toHex(parsed<SequenceParameterSet>(whole).write()), sample.hex);
+        for (std::uint64_t bit = 0; bit < whole.length() * 8; ++bit) {
+            ByteArray damaged = whole;
+            damaged.data()[bit / 8] ^= static_cast<unsigned char>(1 << bit % 8);
+            throwsOrRoundTrips<SequenceParameterSet>(damaged);
+            throwsOrRoundTrips<SequenceParameterSet>(ByteArray(whole.data(), bit / 8));
+        }
+        // Nothing but the flags is patched.
+        auto set = parsed<SequenceParameterSet>(whole);
+        set.constraint_set1_flag = false;
+        const ByteArray record = recordOf(set.write(), set.write());
+        if (set.profile_idc == 66) {
+            set.constraint_set1_flag = set.vui_parameters_present_flag = true;
+            set.vui.video_signal_type_present_flag = true;
+            set.vui.video_full_range_flag = false;
+        }
+        auto expected = parsed<AvcRecord>(recordOf(set.write(), set.write()));
+        expected.profileCompatibility = 0x40;
+        EXPECT_EQ(H264::setConstraintSet1AndFullRange(record, false), expected.write());
+    }
+}
+
+TEST(ParameterSet, RefusesWhatTheStandardForbids) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "no more data"},
+        {"6742000dda05", "no more data"},
+        {"e742000dda0507e4", "forbidden_zero_bit is 1"},
+        {"6842000dda0507e4", "the NAL unit is not a sequence parameter set"},
+        {"6742000dda0507e0", "rbsp_stop_one_bit is 0"},
+        {"6742000dda0507e6", "emulation prevention or alignment bits are not the standard's"},
+        {"6742000dda0507e5000003", "emulation prevention or alignment bits are not the standard's"},
+        {"6742000d0000000080", "an Exp-Golomb code is longer than 63 bits"},
+        {"6742000dc8", "pic_order_cnt_type exceeds 2"},
+        {"6742000dd3008080", "num_ref_frames_in_pic_order_cnt_cycle exceeds 255"},
+        {"6764000d94", "chroma_format_idc exceeds 3"},
+        {"6764000dade00810", "delta_scale is out of range"},
+        {"6742000dda0507e82084", "cpb_cnt_minus1 exceeds 31"},
+    };
+    for (const auto& [hex, text] : cases)
+        EXPECT_EQ(failureOf([h = hex] { parsed<SequenceParameterSet>(fromHex(h)); }), text) << hex;
+    const std::pair<const char*, const char*> records[] = {
+        {"0142000dff", "the record is too short"},
+        {"0242000dffe100026742", "the record is of an unknown version"},
+        {"0142000dffe000", "the record holds no sequence parameter set"},
+        {"0142000dffe10004674201", "the record ends inside its parameter sets"},
+    };
+    for (const auto& [hex, text] : records)
+        EXPECT_EQ(failureOf([h = hex] { parsed<AvcRecord>(fromHex(h)); }), text) << hex;
+
+    auto sps = parsed<SequenceParameterSet>(fromHex(kSamples[2].hex));
+    sps.seq_parameter_set_id = 0xFFFFFFFF;
+    EXPECT_NE(failureOf([&] { sps.write(); }), "");
+    sps.seq_parameter_set_id = 0;
+    sps.vui.nal_hrd.cpb.clear();
+    EXPECT_NE(failureOf([&] { sps.write(); }), "");
+}
+
+TEST(AvcRecord, KeepsEveryByte) {
+    const std::pair<const char*, std::uint64_t> surplus[] = {
+        {"016e000dffe100026742010002688bfdfafa01000168aabb", 2},  // sets of extensions
+        {"0164000dffe100026742010002688b", 0},                    // no extension
+        {"0164000dffe100026742010002688bfdfafa02000168", 7},      // ends inside
+        {"0142000d030200026742000000aabb", 2},                    // reserved bits 0
+    };
+    for (const auto& [hex, length] : surplus) {
+        const auto record = parsed<AvcRecord>(fromHex(hex));
+        EXPECT_EQ(record.surplus.length(), length) << hex;
+        EXPECT_EQ(toHex(record.write()), hex);
+    }
+}
+
+TEST(AvcFlagPatch, AddsTheStandardsBitsAndLeavesOtherProfilesAlone) {
+    // One VUI flag, and the VUI: 001, format 101, full range, 0 to the end.
+    const ByteArray patched =
+        H264::setConstraintSet1AndFullRange(recordOf(fromHex("6742000dda0507e4")), true);
+    const auto record = parsed<AvcRecord>(patched);
+    EXPECT_EQ(toHex(record.sequenceParameterSets[0]), "6742400dda0507e9b010");
+    const H264::AvcFlags flags = H264::flagsOfFirstSet(record);
+    EXPECT_TRUE(flags.profile_idc == 66 && flags.constraint_set1_flag);
+    EXPECT_TRUE(flags.video_full_range_flag);
+
+    ByteArray main = fromHex("014d000dffe100026742010002688b");
+    EXPECT_EQ(H264::setConstraintSet1AndFullRange(main, true), main);
+
+    auto large = parsed<SequenceParameterSet>(fromHex("6742000dda0507e4"));
+    large.surplus.setLength(65535 - large.write().length());
+    const ByteArray full = recordOf(large.write());
+    EXPECT_EQ(failureOf([&] { H264::setConstraintSet1AndFullRange(full, true); }),
+              "a parameter set exceeds 65535 bytes");
+}

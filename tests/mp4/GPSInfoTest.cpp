@@ -1,0 +1,89 @@
+#include "mp4/GPSInfo.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <tuple>
+
+TEST(GPSInfo, ReadsDecimalDegreesWithOrWithoutAnAltitude) {
+    const std::tuple<std::string, bool, double> rows[] = {
+        {"+40.0/", true, 40},  {"/", false, -1},      {"CRSWGS_84/", true, 0},
+        {"-2.5/", true, -2.5}, {"+40.0C", false, 40}, {"", false, 0}};
+    for (const auto& [rest, valid, altitude] : rows) {
+        GPSInfo info;
+        info.altitude.value = -1;
+        info.attachRXYZ(("+35.6895+139.6917" + rest).c_str());
+        EXPECT_EQ(info.altitude.valid, valid) << rest;
+        EXPECT_EQ(info.altitude.value, altitude) << rest;
+        EXPECT_EQ(info.to_CXYZ_string(), "+35.6895+139.6917/");
+    }
+}
+
+TEST(GPSInfo, OneCoordinateLeavesTheCursorWhereItsScanEnded) {
+    const std::tuple<const char*, bool, double, int> rows[] = {
+        {"-12.5x", true, -12 - 5 * double{0.1F}, 5},
+        {"+123+", true, 123, 4},
+        {"*12.5", false, 0, 5},
+        {"+3541.370+", false, 0, 9},
+        {"+1.5", false, 0, 4},
+        {"+\xC3\xA9", false, 0, 1},
+        {"", false, 0, 0}};
+    for (const auto& [text, valid, value, scanned] : rows) {
+        const char* cursor = text;
+        const GPSInfo::BaseX found = from_iso6709(cursor);
+        EXPECT_EQ(found.valid, valid) << text;
+        EXPECT_EQ(found.value, value) << text;
+        EXPECT_EQ(cursor - text, scanned) << text;
+    }
+}
+
+TEST(GPSInfo, TakesTheDirectionFromXmp) {
+    const std::pair<std::string, double> cases[] = {
+        {"2705/10</exif:GPSImgDirection>", 270.5}, {"270.5/1", 270.5}, {"90/0<", -1},
+        {"90</exif:GPSImgDirection>", -1},         {"", -1},
+    };
+    for (const auto& [text, direction] : cases) {
+        GPSInfo info;
+        info.attachCompass(1.0);
+        info.attachCompass("<a/><exif:GPSImgDirection>" + text);
+        EXPECT_EQ(info.compass.valid ? info.compass.value : -1, direction) << text;
+    }
+}
+
+TEST(GPSInfo, WritesAnXmpPacket) {
+    GPSInfo info;
+    info.latitude = {true, -33.5};
+    EXPECT_EQ(info.to_CXYZ_string(), "");
+    info.altitude = {true, -12.345};
+    info.attachCompass(123.45);
+    const std::string packet = info.to_XMP_string("Tool", true, "4");
+    EXPECT_TRUE(
+        packet.starts_with("<?xpacket begin='\xEF\xBB\xBF' id='W5M0MpCehiHzreSzNTczkc9d'?>\n"));
+    EXPECT_TRUE(
+        packet.ends_with("      <x:CreatorTool>Tool</x:CreatorTool>\n"
+                         "      <exif:GPSLatitude>33,30.000000S</exif:GPSLatitude>\n"
+                         "      <exif:GPSLongitude>0,0.000000E</exif:GPSLongitude>\n"
+                         "      <exif:GPSAltitude>1234/100</exif:GPSAltitude>\n"
+                         "      <exif:GPSAltitudeRef>1</exif:GPSAltitudeRef>\n"
+                         "      <exif:GPSImgDirection>1235/10</exif:GPSImgDirection>\n"
+                         "      <exif:GPSImgDirectionRef>T</exif:GPSImgDirectionRef>\n"
+                         "    </rdf:Description>\n  </rdf:RDF>\n"
+                         "  <VideoReEncorded>true</VideoReEncorded>\n"
+                         "  <VideoStabilization>4</VideoStabilization>\n"
+                         "</x:xmpmeta>\n<?xpacket end='w'?>\n"))
+        << packet;
+    info.init();
+    const std::string bare = info.to_XMP_string(std::string(600, 'x').c_str(), false, "");
+    EXPECT_EQ(bare.find("xxx    </rdf:Description>"), 508U);
+}
+
+TEST(GPSInfo, NumbersOutOfRangeAreBounded) {
+    using BaseX = GPSInfo::BaseX;
+    EXPECT_EQ((BaseX{true, -0.5 / 65536}.toUINT32Fixnum()), -1);
+    EXPECT_EQ((BaseX{true, NAN}.toUINT32Fixnum()), INT64_MIN);
+    EXPECT_EQ((BaseX{true, 1e300}.toAbsBase60().size()), 79U);
+    GPSInfo info;
+    info.latitude = info.longitude = info.altitude = info.compass = {true, 1e300};
+    EXPECT_EQ(info.to_CXYZ_string().size(), 32U);
+    EXPECT_NE(info.to_XMP_part().find("-2147483648/10"), std::string::npos);
+}

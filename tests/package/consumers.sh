@@ -1,0 +1,74 @@
+#!/bin/bash
+# Installs the build, moves it, and lets programs of others build against it, run and find the
+# module; then the same with Sondex as a part of their build, as a shared library.
+# usage: consumers.sh SOURCE BUILD COMPILER
+set -euo pipefail
+source=$1 build=$2 compiler=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() {
+    echo "consumers: $*" >&2
+    exit 1
+}
+
+ffmpeg -v error -f lavfi -i testsrc2=size=320x160:rate=30:duration=1 -c:v libx264 \
+    -pix_fmt yuv420p "$work/clip.mp4" </dev/null
+"$build/sondex-sample" movie "$work/clip.mp4" "$work/camera.mp4"
+
+# The report goes to standard error, so that a diagnostic of the library shows as well.
+check_report() {
+    "$@" "$work/camera.mp4" 2>"$work/report" >"$work/lines" || fail "$1 failed"
+    grep -q '^camera: KESTO ZELVA Q7' "$work/report" || fail "$1: no camera"
+    grep -q '^picture: 320x160, 30.00 a second, 1.00 s' "$work/report" || fail "$1: no picture"
+    grep -q '^gyro: [1-9]' "$work/report" || fail "$1: no gyro"
+    grep -q '^H.264 detected' "$work/lines" || fail "$1: no progress lines"
+}
+
+configure() {
+    local folder=$1 target=$2
+    shift 2
+    cmake -S "$folder" -B "$target" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
+        -DCMAKE_CXX_FLAGS=-O0 -DCMAKE_EXPORT_COMPILE_COMMANDS=ON "$@" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
+    # Our flags stay with our sources: warnings and the floating-point rule are no consumer's.
+    if grep '"command".*report/Report\.cpp' "$target/compile_commands.json" |
+        grep -qE -- '-Wconversion|-ffp-'; then
+        fail "$folder inherits our flags"
+    fi
+}
+
+compile() {
+    cmake --build "$1" -j2 --target report >"$work/log" 2>&1 || fail "$(cat "$work/log")"
+}
+
+# Installed and moved.
+cmake --install "$build" --prefix "$work/first" >"$work/log"
+mv "$work/first" "$work/moved"
+"$work/moved/bin/Sondex" "$work/camera.mp4" | grep -q '"decodable":true' ||
+    fail "the installed program finds no module"
+version=$(sed -n 's/^Version: //p' "$work/moved/lib/pkgconfig/sondex.pc")
+grep -q "\"Sondex $version\"" "$work/moved/share/man/man1/Sondex.1" || fail "versions differ"
+
+configure "$source/examples/report" "$work/installed" -DCMAKE_PREFIX_PATH="$work/moved"
+compile "$work/installed"
+cmake --install "$work/installed" --prefix "$work/moved" >"$work/log"
+check_report "$work/moved/bin/report"
+mkdir "$work/newer"
+sed 's/Sondex 0.1/Sondex 99/' "$source/examples/report/CMakeLists.txt" >"$work/newer/CMakeLists.txt"
+if cmake -S "$work/newer" -B "$work/newer/build" -DCMAKE_PREFIX_PATH="$work/moved" \
+    >"$work/log" 2>&1; then
+    fail "a package too old was accepted"
+fi
+grep -q 'version: 0' "$work/log" || fail "refused for another reason: $(cat "$work/log")"
+
+words=$(PKG_CONFIG_PATH=$work/moved/lib/pkgconfig pkg-config --cflags --libs sondex)
+# shellcheck disable=SC2086  # the words are words
+"$compiler" -std=c++20 "$source/examples/report/Report.cpp" $words -o "$work/moved/bin/by-pkg-config"
+check_report "$work/moved/bin/by-pkg-config"
+
+# A part of another build, as a shared library.
+configure "$source/examples/embed" "$work/embedded" -DBUILD_SHARED_LIBS=ON \
+    -DSONDEX_SOURCE="$source"
+compile "$work/embedded"
+check_report "$work/embedded/report"
+soname=$(objdump -p "$work/embedded/sondex/libsondex.so" | sed -n 's/ *SONAME *//p')
+[[ $soname == libsondex.so.[0-9]* ]] || fail "soname: $soname"

@@ -1,0 +1,128 @@
+#include "probe/Sondex.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/kit/BoxBuilder.h"
+#include "tests/kit/SensorBoxes.h"
+#include "tests/kit/TiffBuilder.h"
+
+using namespace kit;
+
+namespace {
+
+/// A probe that has read the boxes of a movie, and what it printed on the way.
+struct Probed : Sondex {
+    explicit Probed(const std::string& bytes) {
+        const OpenedMovie opened(bytes);
+        lines = captureOutput([&] {
+            readModel(opened.movie);
+            readKMKN(opened.movie);
+            readCodec(opened.movie);
+            readSphericalXML(opened.movie);
+            readXMP(opened.movie);
+            detectGyroData(opened.movie);
+            detectBitRate(opened.movie);
+        });
+    }
+
+    std::string lines;
+};
+
+std::string movieOf(const std::string& userData, const std::string& rest = {}) {
+    return box("moov", box("udta", userData) + rest);
+}
+
+TEST(Sondex, ReadsModelMakerNoteAndGyro) {
+    const std::string unknown = "Unknown codec.\n";
+    const std::string zelva("KESTO ZELVA Q7\0", 15);
+    const struct {
+        std::string userData;
+        std::string lines;
+        bool hasGyro;
+        MetaBuilder::CAMERA_VERSION version;
+    } cases[] = {
+        {"", "KMKN not found.\n" + unknown, false, MetaBuilder::CAMERA_UNKNOWN},
+        {box("@mod") + box("KMKN") + box("KDTB", zeros(16)), unknown, false,
+         MetaBuilder::CAMERA_UNKNOWN},
+        {box("@mod", zelva) + box("KMKN", "II"),
+         "source movie model: KESTO ZELVA Q7 (0)\nEXIF can't read.\n" + unknown, false,
+         MetaBuilder::CAMERA_UNKNOWN},
+        {box("@mod", zelva.substr(0, 14)) + box("KMKN", CameraTiff().makerNote()) +
+             box("KDTB", zeros(17)) + box("@mod", "KESTO ZELVA P"),
+         "source movie model: KESTO ZELVA Q7 (30001)\nsource movie panoramaImageType: 3\n" +
+             unknown,
+         true, MetaBuilder::CAMERA_Q7},
+    };
+    for (const auto& c : cases) {
+        const Probed movie(movieOf(c.userData));
+        EXPECT_EQ(movie.lines, c.lines);
+        EXPECT_EQ(movie.hasGyro, c.hasGyro);
+        EXPECT_EQ(movie.cameraVersion, c.version);
+    }
+}
+
+TEST(Sondex, NamesTheCodec) {
+    const auto entry = [](std::string_view code) { return visualEntry(code, 64, 32); };
+    const auto video = [](const std::string& entries) { return trackOf(tkhd(64, 32), entries); };
+    const std::string h264 = "H.264 detected.\n";
+    const std::string hvc1 = "H.265/HEVC detected(hvc1).\n";
+    const std::string hev1 = "H.265/HEVC detected(hev1).\n";
+    const struct {
+        std::string tracks;
+        std::string lines;
+        Sondex::CODEC codec;
+    } cases[] = {
+        {video(entry("hev1") + entry("hvc1")), hvc1 + hev1, Sondex::CODEC_H265},
+        {video(entry("hvc1")) + video(entry("avc1")) + video(entry("hev1")), h264 + hvc1,
+         Sondex::CODEC_H265},
+    };
+    for (const auto& c : cases) {
+        const Probed movie(movieOf(box("KMKN"), c.tracks));
+        EXPECT_EQ(movie.lines, c.lines);
+        EXPECT_EQ(movie.codec, c.codec);
+    }
+}
+
+TEST(Sondex, TakesTheFirstTextOfEachKind) {
+    const std::string xml =
+        "<a>\n<GSpherical:StitchingSoftware>  S 1 </GSpherical:StitchingSoftware>\n</a>";
+    const std::string cut = "<x:CreatorTool>T\n</x:CreatorTool>";
+    const auto track = [](const std::string& boxes) { return box("trak", boxes); };
+    const Probed movie(movieOf("", track(uuidBox(MP4::xmpType, "x") + box("uuid", zeros(15))) +
+                                       track(uuidBox(MP4::sphericalVideoType, xml)) +
+                                       track(uuidBox(MP4::sphericalVideoType, "second"))) +
+                       uuidBox(MP4::sphericalVideoType, "x") + uuidBox(MP4::xmpType, cut) +
+                       uuidBox(MP4::xmpType, "<x:CreatorTool>U</x:CreatorTool>"));
+    EXPECT_EQ(movie.sphericalXML, xml);
+    EXPECT_EQ(movie.stitchingSoftware, "S 1 ");
+    EXPECT_EQ(movie.xmp, cut);
+    EXPECT_EQ(movie.creatorTool, "");
+}
+
+TEST(Sondex, SharesBitRatesOutAmongTheTracks) {
+    const auto track = [](int width, std::uint32_t size, std::uint32_t count) {
+        return trackOf(tkhd(width, width), "", fullBox("stsz", 0, u32(size) + u32(count)));
+    };
+    const std::string audio = track(0, 10, 50), video = track(64, 1000, 5), empty = track(0, 10, 0);
+    const struct {
+        std::string boxes;
+        float video;
+        float other;
+        bool third;
+    } cases[] = {
+        {mvhd(1000, 2000) + audio + video + audio, 20000, 2000, true},
+        {mvhd(1000, 2000) + video + video + audio, 20000, 20000, true},
+        {mvhd(1000, 2000) + empty + audio, 0, 2000, false},
+        {mvhd(1000, 0) + video + audio, INFINITY, INFINITY, false},
+    };
+    for (const auto& c : cases) {
+        const Probed movie(movieOf("", c.boxes));
+        EXPECT_EQ(movie.lines.ends_with("\n3rd(or more) track is found.\n"), c.third);
+        EXPECT_EQ(movie.videoBitRate, c.video);
+        EXPECT_EQ(movie.otherTrackBitRate, c.other);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,170 @@
+#include "probe/VideoReader.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <filesystem>
+
+#include "probe/MovieView.h"
+#include "tests/kit/BoxBuilder.h"
+#include "tests/kit/Files.h"
+#include "tests/kit/Program.h"
+#include "tests/kit/SensorBoxes.h"
+
+using namespace kit;
+namespace fs = std::filesystem;
+
+namespace {
+
+const fs::path programs = fs::read_symlink("/proc/self/exe").parent_path();
+constexpr char moduleFile[] = "sondex-video.so";
+
+/// What the reader says about a movie.
+struct Described : VideoFacts {
+    explicit Described(const std::string& bytes) {
+        const OpenedMovie opened(bytes);
+        testing::internal::CaptureStderr();
+        opened.movie.open([&](WEKU::FileIO& file) {
+            succeeded = VideoReader::describeSource(opened.movie, file, *this);
+        });
+        errors = testing::internal::GetCapturedStderr();
+    }
+
+    bool succeeded = false;
+    std::string errors;
+};
+
+/// Writes `bytes` over those that stand `distance` behind the first `mark`.
+std::string patched(std::string movie, std::string_view mark, std::size_t distance,
+                    std::string_view bytes) {
+    const std::size_t at = movie.find(mark);
+    EXPECT_NE(at, std::string::npos) << mark;
+    return movie.replace(at + distance, bytes.size(), bytes);
+}
+
+class VideoReaderTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (!haveFfmpeg()) GTEST_SKIP() << "no ffmpeg program to make movies with";
+    }
+};
+
+/// Tests of what only a decoder can tell.
+class DecoderTest : public VideoReaderTest {
+  protected:
+    void SetUp() override {
+        if (!fs::exists(programs / moduleFile)) GTEST_SKIP() << "built to read headers only";
+        VideoReaderTest::SetUp();
+    }
+};
+
+}  // namespace
+
+TEST(MovieView, HidesUserDataWhereverAReadBegins) {
+    const std::string inner = box("udta", box("loci"));
+    const std::string named = box("trak", tkhd(1, 1) + box("uuid", "uuidmeta") + inner);
+    // Of a fragmented movie, tracks without a header as well.
+    const std::string movie = box("meta") + box("moov", mvhd(1, 1) + named + inner + box("trak")) +
+                              largeBox("uuid") + box("mdat", "udta") + box("moof");
+    std::string shown = movie;
+    for (const std::size_t at :
+         {std::size_t{4}, movie.find("uuid"), movie.find("udta"), movie.rfind(inner) + 4,
+          movie.rfind("trak"), movie.rfind("uuid")}) {
+        shown.replace(at, 4, "free");
+    }
+    const OpenedMovie opened(movie);
+    opened.movie.open([&](WEKU::FileIO& file) {
+        const MovieView view(opened.movie, file);
+        for (std::size_t at = 0; at <= movie.size(); ++at) {
+            for (std::size_t count = 1; count < 12; ++count) {
+                std::string bytes(count, '?');
+                const auto got =
+                    view.readAt(at, reinterpret_cast<unsigned char*>(bytes.data()), count);
+                ASSERT_EQ(bytes.substr(0, got), shown.substr(at, count)) << at;
+            }
+        }
+    });
+}
+
+TEST_F(VideoReaderTest, AgreesWithTheEncoder) {
+    const struct {
+        const char* name;
+        std::vector<std::string> arguments;
+        double width;
+        float rate;
+    } cases[] = {
+        {"b.mp4", {"-c:v", "libx264", "-bf", "3", "-r", "24", "-movflags", "+faststart"}, 320, 24},
+        {"ten.mp4", {"-c:v", "libx264", "-vf", "scale=161:91", "-pix_fmt", "yuv444p10le"}, 161, 30},
+        {"hev1.mp4", {"-c:v", "libx265", "-x265-params", "log-level=0", "-r", "25"}, 320, 25},
+        {"mpeg4.mov", {"-c:v", "mpeg4", "-r", "30000/1001"}, 320, 30000.0F / 1001},
+    };
+    for (const auto& c : cases) {
+        const Described movie(clip(c.name, c.arguments));
+        EXPECT_TRUE(movie.succeeded) << c.name;
+        EXPECT_EQ(movie.width, c.width) << c.name;
+        EXPECT_FLOAT_EQ(movie.nominalFrameRate, c.rate) << c.name;
+        EXPECT_EQ(movie.errors, "") << c.name;
+    }
+    const Described sound(clip("sound.mp4", {"-vn", "-c:a", "aac"}));
+    EXPECT_FALSE(sound.succeeded);
+    EXPECT_NE(sound.errors.find("No video tracks found"), std::string::npos);
+    const Described cut(plainClip().substr(0, 100));
+    EXPECT_FALSE(cut.succeeded);
+    EXPECT_NE(cut.errors, "");
+}
+
+TEST_F(DecoderTest, GoesOnToTheFirstPictureThatDecodes) {
+    const std::string whole =
+        clip("keys.mp4", {"-an", "-c:v", "libx264", "-g", "10", "-pix_fmt", "yuv420p"});
+    const std::size_t all = whole.rfind("moov") - whole.find("mdat") - 8;
+    EXPECT_EQ(Described(patched(whole, "mdat", 4, zeros(all / 2))).width, 320);
+    const Described blank(patched(whole, "mdat", 4, zeros(all)));
+    EXPECT_TRUE(blank.succeeded);
+    EXPECT_EQ(blank.width, -1);
+    EXPECT_FLOAT_EQ(blank.nominalFrameRate, 30);
+}
+
+TEST_F(DecoderTest, RefusesHugePictures) {
+    const std::string& movie = clip("png.mov", {"-an", "-c:v", "png", "-frames:v", "2"});
+    // Claimed by the sample entry, and by the picture itself.
+    for (const std::string& bytes : {patched(movie, "stsd", 44, u16(16384) + u16(8193)),
+                                     patched(movie, "IHDR", 4, u32(16384) + u32(8193))}) {
+        const Described huge(bytes);
+        EXPECT_TRUE(huge.succeeded);
+        EXPECT_EQ(huge.width, -1);
+        EXPECT_NE(huge.errors.find("134217728 pixels"), std::string::npos) << huge.errors;
+    }
+}
+
+TEST_F(DecoderTest, BoundsWhatHostileTablesCost) {
+    // 400 tracks of 160 MB of index each, in 300 bytes each.
+    const std::string count = u32(6'700'000);
+    const std::string tables = fullBox("stts", 0, u32(1) + count + u32(1)) +
+                               fullBox("stsc", 0, u32(1) + u32(1) + u32(INT32_MAX) + u32(1)) +
+                               fullBox("stsz", 0, u32(1) + count) +
+                               fullBox("stco", 0, u32(1) + u32(0));
+    std::string tracks;
+    for (int i = 0; i < 400; ++i)
+        tracks += trackOf(tkhd(64, 32), visualEntry("jpeg", 64, 32), tables);
+    rusage before{};
+    rusage after{};
+    ::getrusage(RUSAGE_SELF, &before);
+    const Described movie(box("moov", mvhd(1, 1) + tracks) + box("mdat"));
+    ::getrusage(RUSAGE_SELF, &after);
+    EXPECT_EQ(movie.width, -1);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 256 << 10);
+}
+
+TEST_F(DecoderTest, FailsAloudWithoutTheModule) {
+    // A copy of the program beside a file that is no module.
+    const TempFolder folder;
+    fs::copy_file(programs / "Sondex", folder.path() / "Sondex");
+    folder.write(moduleFile, "no module");
+    folder.write("m.mp4", plainClip());
+    const std::string movie = (folder.path() / "m.mp4").string();
+    const Outcome outcome = run({(folder.path() / "Sondex").string()}, movie + "\n" + movie + "\n");
+    EXPECT_NE(outcome.out.find("result: {\"status\":\"failed\"}\n"), std::string::npos);
+    const std::string line = "Sondex: no movie can be decoded: ";
+    EXPECT_EQ(outcome.err.find(line), 0U) << outcome.err;
+    EXPECT_EQ(outcome.err.rfind(line), 0U) << outcome.err;
+}

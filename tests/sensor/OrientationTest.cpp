@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "sensor/AccelSensorStreamEmbed.h"
+#include "tests/kit/BoxBuilder.h"
+#include "tests/kit/Files.h"
+
+using Streams = AccelSensorStreamEmbed;
+using Info = Streams::TAccelSensorInfo;
+
+TEST(Orientation, AxisCompensatesAndClamps) {
+    Streams streams;
+    EXPECT_EQ(streams.axis(0).length(), 0);
+    streams.infos = {{1, 2, 3, 0, 20, 0}, {4, 5, 6, 0, 20, 0}};
+    EXPECT_EQ(streams.axis(-5).x, 1);
+    EXPECT_EQ(streams.axis(5).x, 4);
+    streams.tempCompensation = 1;
+    streams.tempGain = streams.tempCoeffZ = 100;
+    streams.offsetY = -10;
+    EXPECT_EQ(streams.axis(0).y, -8);
+    EXPECT_EQ(streams.axis(0).z, 83);
+    // Header fields may be anything: the integers wrap.
+    streams.tempGain = streams.tempOffset = streams.tempCoeffZ = streams.offsetX = INT32_MAX;
+    EXPECT_EQ(streams.axis(0).x, -2147483648.0F);
+}
+
+TEST(Orientation, TiltMatrixTurnsOneDirectionOntoTheOther) {
+    const WEKU::Vector3 from{3, -2, 6}, to{-1, 5, 2};
+    WEKU::Matrix3x3 m;
+    Streams::tiltMatrix0WithAxis(from, to, m);
+    const WEKU::Vector3 turned{m.rows[0].dot(from), m.rows[1].dot(from), m.rows[2].dot(from)};
+    EXPECT_NEAR(turned.normalized().dot(to.normalized()), 1, 1e-6);
+    for (const float shortOrParallel : {5.0F, 0.00005F}) {
+        Streams::tiltMatrix0WithAxis({0, shortOrParallel, 0}, {0, -1, 0}, m);
+        EXPECT_EQ(m.rows[0].x + m.rows[1].y + m.rows[2].z, 3);
+    }
+}
+
+TEST(Orientation, HeadingsWrapAt16Bits) {
+    const std::pair<double, int> cases[] = {{90, 9000}, {350, 35000 - 65536}, {NAN, 0}};
+    for (const auto& [degrees, heading] : cases) {
+        Info level{0, -1000, 0, 0, 0, 0};
+        const double angle = degrees * M_PI / 180;
+        Streams::calcOrientation(level, {static_cast<float>(-std::sin(angle)),
+                                         static_cast<float>(std::cos(angle)), 0, 0});
+        EXPECT_NEAR(level.heading, heading, 1);
+    }
+}
+
+TEST(Orientation, DetectsAReversedMounting) {
+    struct Case {
+        std::vector<Info> infos;
+        std::string lines;
+        bool front;
+    };
+    const Info up{0, 1000, 0, 0, 0, 0}, down{0, -1000, 0, 0, 0, 0}, tilted{0, 1000, 1000, 0, 0, 0};
+    const Case cases[] = {
+        {{up, up}, "[P]200000.000000, [N]:0.000000 -> Y\nrev-front:   [F]2.000000 -> Y\n", true},
+        {{up, down, down},
+         "[P]100000.000000, [N]:200000.000000 -> N\nrev-front:   [F]3.000000 -> N\n",
+         false},
+        // 45 degrees count for neither side; the zero vector for 1 in the front score alone.
+        {{tilted, {}}, "[P]0.000000, [N]:0.000000 -> N\nrev-front:   [F]0.292893 -> N\n", false},
+    };
+    for (const Case& c : cases) {
+        Streams streams;
+        streams.infos = c.infos;
+        EXPECT_EQ(kit::captureOutput([&] {
+                      streams.detectReverse();
+                      streams.detectReverseFront();
+                  }),
+                  "rev-up/down: " + c.lines);
+        EXPECT_EQ(streams.frontReversed, c.front) << c.lines;
+    }
+}
+
+TEST(RawAccel, ReadsFiltersAndSurvivesCuts) {
+    // Twelve header numbers (1, 2, ...), the first of which is the count; then equal entries.
+    constexpr unsigned count = 1000;
+    std::string bytes = kit::u32(count);
+    for (unsigned field = 2; field <= 12; ++field)
+        bytes += kit::u32(field);
+    for (unsigned i = 0; i < count; ++i)
+        bytes += kit::u16(20000) + kit::u16(65536 - 20000) + kit::u16(100) + kit::u32(0xFFFC0005) +
+                 kit::u16(9);
+    Streams streams;
+    const auto load = [&](const std::string& file, bool filter, bool expected) {
+        const kit::TempFolder folder;
+        WEKU::FileIO opened(folder.write("raw", file), L'r');
+        return kit::captureOutput([&] { EXPECT_EQ(streams.load(0, opened, filter), expected); });
+    };
+    EXPECT_TRUE(load(bytes, true, true).starts_with("filtering acc.\nrev-up/down"));
+    EXPECT_EQ(streams.offsetZ, 9);
+    EXPECT_EQ(streams.frameStep, 12);
+    const Info& info = streams.infos[999];
+    EXPECT_EQ((std::vector<int>{info.x, info.y, info.z, info.heading, info.temperature}),
+              (std::vector<int>{20002, -20002, 100, -4, 5}));
+    EXPECT_EQ(load(bytes.substr(0, 47), true, false), "");
+    EXPECT_TRUE(streams.infos.empty());
+    load(bytes.substr(0, 48 + 23), false, false);
+    EXPECT_EQ(streams.infos.size(), 1U);
+}

@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include "sensor/AccelSensorStreamEmbed.h"
+#include "tests/kit/BoxBuilder.h"
+#include "tests/kit/SensorBoxes.h"
+
+using namespace kit;
+using Streams = AccelSensorStreamEmbed;
+using Accel = Streams::TopBottomCorrection;
+using Times = std::vector<unsigned long long>;
+using Rows = std::vector<std::vector<double>>;
+
+namespace {
+
+template <class T>
+Rows rowsOf(const std::vector<T>& samples) {
+    Rows rows;
+    for (const T& s : samples)
+        rows.push_back({double(s.x), double(s.y), double(s.z), double(s.timestamp)});
+    return rows;
+}
+
+struct Loaded {
+    Rows rows;
+    std::uint16_t rate = 77;
+    std::string printed;
+};
+
+template <class T>
+Loaded load(void (*loader)(const MP4::Container&, std::vector<T>&, std::uint16_t&),
+            const std::string& boxes) {
+    const OpenedMovie opened(sensorMovie(boxes));
+    Loaded result;
+    std::vector<T> samples(3);
+    result.printed = captureOutput([&] { loader(opened.movie, samples, result.rate); });
+    result.rows = rowsOf(samples);
+    return result;
+}
+
+const std::vector<Accel> fourSamples = {
+    {0, 100, -32768, 1000}, {10, -100, 32767, 2000}, {13, 7, 0, 3000}, {20, 8, 1, 4000}};
+
+Loaded resampled(const Times& times, bool bigEndian = false) {
+    const StreamLayout layout{.bigEndian = bigEndian, .rate = 30};
+    return load(Streams::loadM30_KDTD_with_KDTG,
+                streamBox("KDTD", fourSamples, layout) + streamBox("KDTG", times, layout));
+}
+
+}  // namespace
+
+TEST(StreamLoader, BothByteOrdersGiveEqualSamples) {
+    for (const bool big : {false, true}) {
+        const auto check = [big](auto loader, const auto& samples, const char* code) {
+            const Loaded loaded =
+                load(loader, streamBox(code, samples, {.bigEndian = big, .rate = 200}));
+            EXPECT_EQ(loaded.rows, rowsOf(samples));
+            EXPECT_EQ(loaded.rate, 200);
+        };
+        const std::uint64_t time = 0x1000000000003;
+        check(Streams::loadM29_KDTB, std::vector<Streams::Gyro>{{0.5F, -2, 1e-7F, time}}, "KDTB");
+        check(Streams::loadM29_KDTC, std::vector<Streams::Ecompass>{{9, -2, 1e9F, time}}, "KDTC");
+        check(Streams::loadM30_KDTD_with_KDTG, fourSamples, "KDTD");
+        EXPECT_EQ(resampled({500, 1000, 1250, 2000, 2999}, big).rows, (Rows{{0, 100, -32768, 1000},
+                                                                            {0, 100, -32768, 1000},
+                                                                            {2, 50, -16384, 1250},
+                                                                            {10, -100, 32767, 2000},
+                                                                            {12, 6, 32, 2999}}));
+    }
+    const Loaded late = resampled({3500, 4001, 100});  // the cursor never goes back
+    EXPECT_EQ(late.printed,
+              "KDTD: End of data : use 4000 for 4001\nKDTD: End of data : use 4000 for 100\n");
+    EXPECT_EQ(late.rows, (Rows{{16, 7, 0, 3500}, {20, 8, 1, 4000}, {20, 8, 1, 4000}}));
+}
+
+TEST(StreamLoader, MalformedHeadersPrintTheirLines) {
+    const std::vector<Streams::Gyro> two(2);
+    const auto invalid = [](const char* unit, const char* mark) {
+        return std::string("KDTB: Invalid header. unitSize(expect 24, but ") + unit +
+               "), endian(expect 3210/0123, but " + mark + ").\n";
+    };
+    const std::pair<std::string, std::string> cases[] = {
+        {box("KDTB", zeros(15)), "KDTB: Not enough length. except less than 24, but 23.\n"},
+        {streamBox("KDTB", two, {.unitSize = 16}), invalid("16", "0123")},
+        {streamBox("KDTB", two, {.mark = 0x3210}), invalid("6144", "3210")},
+        {streamBox("KDTB", two, {.count = 3}),
+         "KDTB: Not enough length. except less than 24+24*3(=96), but 72.\n"},
+        {boxClaiming(72, "KDTB"), invalid("0", "0000")},  // the file ends there
+    };
+    for (const auto& [bytes, line] : cases) {
+        const Loaded loaded = load(Streams::loadM29_KDTB, bytes);
+        EXPECT_EQ(loaded.printed, line);
+        EXPECT_EQ(loaded.rate + loaded.rows.size(), 0U);
+    }
+    // The boxes of one name append, past a malformed one.
+    const Loaded joined =
+        load(Streams::loadM29_KDTB, streamBox("KDTB", two) + streamBox("KDTB", two, {.mark = 1}) +
+                                        streamBox("KDTB", two, {.bigEndian = true, .rate = 9}));
+    EXPECT_EQ(joined.rows.size(), 4U);
+    EXPECT_EQ(joined.rate, 9);
+}
+
+TEST(StreamLoader, CountsBeyondTheFileStayInProportion) {
+    // 178,956,971 records of 24 bytes: the product wraps to 8.
+    const std::string wrapping = streamBox(
+        "KDTB", std::vector<Streams::Gyro>{{1, 2, 3, 4}, {5, 6, 7, 8}}, {.count = 178956971});
+    const Loaded one = load(Streams::loadM29_KDTB, wrapping);
+    ASSERT_EQ(one.rows.size(), 2U + 65536U);
+    EXPECT_EQ((Rows{one.rows[1], one.rows[2]}), (Rows{{5, 6, 7, 8}, {0, 0, 0, 0}}));
+}
+
+TEST(AccelSensorStream, BuildsOneEntryAFrame) {
+    Streams streams;
+    const auto loaded = [&](std::size_t compassCount, bool expected) {
+        const OpenedMovie opened(sensorMovie(
+            streamBox("KDTC", std::vector<Streams::Ecompass>(compassCount, {0, 0, 1, 0})) +
+            streamBox("KDTD", std::vector<Accel>{{1, -32768, 3, 0}, {4, 5, 6, 1}})));
+        return captureOutput([&] { EXPECT_EQ(streams.loadM29(opened.movie, 15), expected); });
+    };
+    EXPECT_EQ(loaded(1, false),
+              "KDTD: No KDTG entries.\n"
+              "KDTC/KDTD is not enough size.\n  KDTC:   1\n  KDTD/G: 2\n");
+    EXPECT_EQ(loaded(3, true),
+              "KDTD: No KDTG entries.\nrev-up/down: [P]0.000000, [N]:0.000000 -> N\n"
+              "rev-front:   [F]0.807264 -> N\n");
+    EXPECT_EQ(streams.samplingRate, 100);
+    EXPECT_EQ(streams.frameStep, 2);
+    ASSERT_EQ(streams.infos.size(), 2U);
+    const auto& first = streams.infos[0];
+    EXPECT_EQ((std::vector<int>{first.x, first.y, first.z, first.temperature}),
+              (std::vector<int>{-1, -3, -32768, 20}));
+}

@@ -1,0 +1,136 @@
+#include "sensor/YawStabilizer.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/kit/SensorBoxes.h"
+
+using Gyro = YawStabilizer::Gyro;
+using Accel = YawStabilizer::TopBottomCorrection;
+
+namespace {
+
+constexpr std::uint64_t millisecond = 1000000;
+constexpr auto supported = MetaBuilder::CAMERA_Q7;
+
+/// Gyro samples every 5 ms, from one frame time before the first.
+std::vector<Gyro> gyroOf(std::size_t count, float x, float y, float z) {
+    std::vector<Gyro> samples;
+    for (std::size_t i = 0; i < count; ++i)
+        samples.push_back({x, y, z, i * 5 * millisecond});
+    return samples;
+}
+
+/// Frame records every 33 ms, from 100 ms on.
+std::vector<Accel> framesOf(std::size_t count, Accel gravity) {
+    std::vector<Accel> frames(count, gravity);
+    for (std::size_t i = 0; i < count; ++i)
+        frames[i].timestamp = (100 + 33 * i) * millisecond;
+    return frames;
+}
+
+std::vector<float> yawsOf(const std::vector<Gyro>& gyro, const std::vector<Accel>& frames,
+                          bool lock = false, bool reversed = false, std::uint16_t rate = 30) {
+    YawStabilizer yaw;
+    yaw.sensorRate = rate;
+    yaw.generate(gyro, frames, 200, lock, reversed, supported);
+    return yaw.yaws;
+}
+
+}  // namespace
+
+TEST(YawStabilizer, ACameraAtRestGivesZero) {
+    for (const Accel& gravity : {Accel{0, 0, -1000, 0}, Accel{10, 990, 9, 0}}) {
+        for (const bool reversed : {false, true}) {
+            const auto frames = framesOf(100, gravity);
+            for (const float yaw : yawsOf(gyroOf(1000, 0, 0, 0), frames, true, reversed))
+                ASSERT_TRUE(yaw == 0 && std::signbit(yaw) == reversed);
+        }
+    }
+}
+
+TEST(YawStabilizer, ATurnGrowsWhenLockedAndSettlesOtherwise) {
+    // About the vertical of a level camera, 0.1 radians a second.
+    const auto gyro = gyroOf(30000, 0, 0, 0.1F);
+    const auto frames = framesOf(3000, {0, 0, 1000, 0});
+    const auto locked = yawsOf(gyro, frames, true);
+    const auto normal = yawsOf(gyro, frames);
+    const float sign = locked[100] < 0 ? -1.0F : 1.0F;
+    EXPECT_NEAR(sign * locked[450], 0.0033 * 450, 1e-3);
+    // The lag of a first-order high-pass: rate times time constant. Past half a turn, unwrapped.
+    EXPECT_NEAR(sign * normal[2000], 0.0033 * 30 / (2 * M_PI * 0.1), 2e-3);
+    for (std::size_t k = 1; k < normal.size(); ++k)
+        ASSERT_LT(std::abs(normal[k] - normal[k - 1]), 0.01) << k;
+}
+
+TEST(YawStabilizer, GyroLagsTheFrame) {
+    // One sample turns; the first frame that feels it shows where the cursor stands.
+    const auto feltAt = [](std::size_t turning, std::vector<Accel> frames) {
+        auto gyro = gyroOf(100, 0, 0, 0);
+        gyro[turning].z = 1;
+        const auto yaws = yawsOf(gyro, frames, true);
+        return std::find_if(yaws.begin(), yaws.end(), [](float y) { return y != 0; }) -
+               yaws.begin();
+    };
+    auto frames = framesOf(3, {0, 0, 1000, 0});
+    // Frame 1 at 130 ms: sample 27 is the first above it, six back is the cursor, one more the
+    // sample.
+    frames[1].timestamp = 130 * millisecond;
+    EXPECT_EQ(feltAt(20, frames), 1);
+    EXPECT_EQ(feltAt(27, frames), 2);
+    EXPECT_EQ(feltAt(19, frames), 3);
+    // Six samples before the frame: the first one. Fewer: the last sample, for good.
+    frames[0].timestamp = 0;
+    frames[1].timestamp = 29 * millisecond;
+    EXPECT_EQ(feltAt(0, frames), 1);
+    frames[1].timestamp = 24 * millisecond;
+    EXPECT_EQ(feltAt(99, frames), 1);
+    EXPECT_EQ(feltAt(26, frames), 3);
+}
+
+TEST(YawStabilizer, HostileStreamsAreSafe) {
+    auto frames = framesOf(20, {0, 0, 1000, 0});
+    // A zero vector's NaN stays in the filter, but passes in lock-direction mode.
+    frames[5].z = 0;
+    EXPECT_TRUE(std::isnan(yawsOf(gyroOf(900, 0, 0, 0), frames).back()));
+    EXPECT_EQ(yawsOf(gyroOf(900, 0, 0, 0), frames, true).back(), 0);
+
+    std::reverse(frames.begin(), frames.end());
+    frames[3].timestamp = UINT64_MAX;
+    for (const auto& gyro : {std::vector<Gyro>{}, gyroOf(1, 1, 1, 1), gyroOf(7, NAN, 1, INFINITY)})
+        EXPECT_EQ(yawsOf(gyro, frames, false, false, 0).size(), 20U);
+}
+
+TEST(YawStabilizer, ReadsAnglesByVideoFrame) {
+    YawStabilizer yaw;
+    EXPECT_EQ(yaw.acquire_yaw(5), 0);
+    for (int i = 0; i < 30; ++i)
+        yaw.yaws.push_back(static_cast<float>(i));
+    const int expected[][3] = {{15, -1, 0}, {15, 10, 20}, {15, INT32_MAX, 29}, {0, 3, 29}};
+    for (const auto& [rate, frame, index] : expected) {
+        yaw.videoFrameRate = static_cast<float>(rate);
+        EXPECT_EQ(yaw.acquire_yaw(frame), static_cast<float>(index)) << frame;
+    }
+}
+
+TEST(YawStabilizer, InitLoadsWhatTheModeNeeds) {
+    const std::string gyro = kit::streamBox("KDTB", gyroOf(99, 0, 0, 1));
+    const std::string accel = kit::streamBox("KDTD", framesOf(9, {0, 0, 1000, 0}), {.rate = 60});
+    const auto angles = [&](const std::string& boxes, VideoStabilizationMode::MODE mode) {
+        const kit::OpenedMovie opened(kit::sensorMovie(boxes));
+        YawStabilizer yaw;
+        yaw.yaws = {1};
+        yaw.init(opened.movie, mode, 15, false, MetaBuilder::CAMERA_PD);
+        EXPECT_EQ(yaw.acquire_yaw(1), yaw.yaws.empty() ? 0 : yaw.yaws[4]);
+        return yaw.yaws.size();
+    };
+    const auto enabled = VideoStabilizationMode::ENABLED;
+    EXPECT_EQ(kit::captureOutput([&] {
+                  EXPECT_EQ(angles(gyro + accel, VideoStabilizationMode::DISABLED), 0U);
+                  EXPECT_EQ(angles(gyro, enabled), 0U);
+                  EXPECT_EQ(angles(gyro + accel, enabled), 9U);
+              }),
+              "KDTD: No KDTG entries.\nNo metadata for yaw-stabilizer.\nKDTD: No KDTG entries.\n"
+              "Unsupported camera version for yaw-stabilizer - 11001, use default.\n");
+}
