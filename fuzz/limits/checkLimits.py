@@ -1,0 +1,206 @@
+#!/usr/bin/env python3
+"""Holds the program to its limits: makes hostile files, runs the program on each, as an argument
+and as a job line, and reads peak resident memory and processor time from the system's accounting of
+the finished child.
+
+usage: checkLimits.py PROGRAM [NAME...]
+
+For a file of n bytes resident memory may grow to 64 MiB + 8 n above what a small good movie takes
+(the video library is in that), and processor time to 1 s + 0.5 s a MB.
+"""
+
+import os
+import pathlib
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+
+MIB = 1 << 20
+RECORDS = {"KDTB": 24, "KDTC": 24, "KDTD": 16, "KDTG": 8}
+# So many records take a multiple of 2^32 bytes, whatever their unit.
+WRAPS = 1 << 29
+SPATIAL = bytes.fromhex("28f311e2b7914f6f94e24f5deacb3c01")
+SPHERICAL = bytes.fromhex("ffcc8263f8554a938814587a02521fdd")
+XMP = bytes.fromhex("be7acfcb97a942e89c71999491e3afac")
+
+
+def box(code, *payload, claims=None):
+    body = b"".join(payload)
+    return struct.pack(">I4s", claims or len(body) + 8, code.encode("latin-1")) + body
+
+
+def chain(length):
+    """Nested boxes of which each claims the rest of the file."""
+    data = b""
+    while len(data) + 56 <= length:
+        left = length - len(data)
+        data += box("trak" if data else "moov", claims=left)
+        data += box("uuid", SPATIAL, claims=left - 8) + box("KATR", claims=left - 32)
+    return data.ljust(length, b"\0")
+
+
+def overlapping(count, unit, total):
+    """`count` boxes, each of which is as long as all that follow."""
+    return b"".join(unit(total - i * len(unit(8))) for i in range(count))
+
+
+def tracks(count):
+    track = lambda claims: box("trak", claims=claims)
+    return box("moov", overlapping(count, track, count * 8))
+
+
+def table(code, rows):
+    """A hundred sample tables of one kind that announce so many rows."""
+    size = b"\0" * 4 if code == "stsz" else b""
+    one = box(code, b"\0" * 4, size, struct.pack(">I", rows))
+    return box("moov", box("trak", box("mdia", box("minf", box("stbl", one * 100)))))
+
+
+def stream(code, count, records=b"", claims=None):
+    header = struct.pack("<IHHH6x", count, 100, RECORDS[code], 0x0123)
+    return box(code, header, records, claims=claims)
+
+
+def udta(*boxes):
+    return box("moov", box("udta", *boxes))
+
+
+def uuid(kind, text):
+    return box("uuid", kind, text)
+
+
+def ifd(*entries):
+    """An IFD of entries (tag, type, count, value)."""
+    return struct.pack(">H", len(entries)) + b"".join(struct.pack(">HHII", *e) for e in entries)
+
+
+def tiff(count, tail):
+    """The camera's four IFDs, of that many entries each; the last one leads to the next IFD."""
+    full = [(0x0001, 3, 1, 0)] * (count - 1)
+    size = 2 + 12 * count
+    return (b"MM\0*\0\0\0\x08" + ifd(*full, (0x8769, 4, 1, 8 + size))
+            + ifd(*full, (0x927C, 7, 8, 8 + 2 * size)) + b"Kesto\0\0\0"
+            + ifd(*full, (0x4001, 4, 1, 16 + 3 * size)) + ifd(*full, (0x0007, 3, 1, 0)) + tail)
+
+
+def longTexts(length):
+    """A DNG in which all four texts of the record are nearly the whole file."""
+    text = lambda tag: (tag, 2, length - 400, 300)
+    first = ifd(text(0x0110), text(0x0131), (0x014A, 4, 2, 280), (0x8769, 4, 1, 64))
+    exif = ifd((0x927C, 7, 100, 82))
+    maker = b"Kesto\0\0\0" + ifd(text(2), text(5), (0x4001, 4, 1, 140))
+    camera = ifd((0x0201, 7, 8, 300), (0x0202, 7, 8, 300))
+    strip = ifd((0x0111, 4, 1, 300), (0x0117, 4, 1, 8))
+    data = b"MM\0*\0\0\0\x08" + first
+    for place, part in ((64, exif), (82, maker), (140, camera), (200, strip)):
+        data = data.ljust(place, b"\0") + part
+    return data.ljust(280, b"\0") + struct.pack(">II", 200, 200).ljust(20, b"\0") + b"x" * length
+
+
+def jpeg(fill, data):
+    return b"\xFF\xD8" + b"\xFF" * fill + b"\xFF\xE1\xFF\xFFExif\0\0" + data
+
+
+def hostileFiles(clip):
+    """Names and contents; `clip` is a small movie that decodes."""
+    big = 16 * MIB
+    yield "chain1280.mp4", chain(1280)
+    yield "chain64k.mp4", chain(65536)
+    yield "nested.mp4", chain(8 * 4000)
+    yield "tracks.mp4", tracks(20000)
+    yield "tracksOfClip.mp4", clip + tracks(20000)
+    yield "boxes.mp4", box("free") * 131072
+    yield "boxesInside.mp4", clip + box("moov", box("uuid") * 131072)
+    yield "smallBoxes.mp4", clip + box("uuid") * (2 * big // 8)
+    for code in ("stsz", "stts", "stsc", "stco", "co64"):
+        yield code + ".mp4", clip + table(code, 0xFFFFFFFF)
+    for code in RECORDS:
+        yield code + "few.mp4", clip + udta(stream(code, 178956971, b"\0" * 8))
+        yield code + "many.mp4", clip + udta(*[stream(code, WRAPS)] * 20000)
+    yield "allStreams.mp4", clip + udta(*[stream(code, WRAPS) for code in RECORDS], b"\1" * big)
+    yield "frames.mp4", clip + udta(
+        stream("KDTB", 1, b"\1" * 24), stream("KDTD", 1, b"\1" * 16),
+        stream("KDTC", big // 32, b"\1" * (big * 3 // 4)), stream("KDTG", big // 32, b"\1" * (big // 4)))
+    for name, payload in (("tags", b"<x:CreatorTool>"), ("openings", b"<GSpherical:StitchingSoftware>"),
+                          ("blanks", b" "), ("closings", b"</x:CreatorTool>")):
+        text = payload * (4 * MIB // len(payload))
+        yield name + ".mp4", clip + uuid(XMP, text) + box("moov", box("trak", uuid(SPHERICAL, text)))
+    text = b"<GSpherical:StitchingSoftware>" + b"x" * big + b"</GSpherical:StitchingSoftware>"
+    yield "longSoftware.mp4", box("moov", box("trak", uuid(SPHERICAL, text))) + clip
+    yield "longPosition.mp4", clip + udta(box("@xyz", b"x" * big), box("@mod", b"x" * big))
+    yield "note.mp4", clip + udta(box("KMKN", tiff(65535, b"")))
+    yield "fill.jpg", jpeg(2 * 31, tiff(4, b""))
+    yield "tooManyFills.jpg", jpeg(2 * 32, tiff(4, b""))
+    yield "fillBytes.jpg", jpeg(70000, tiff(4, b""))
+    yield "entries.jpg", jpeg(0, tiff(1300, b""))
+    yield "entries.dng", tiff(65535, b"")
+    yield "texts.dng", longTexts(big)
+    yield "tail.dng", tiff(4, b"\0" * (2 * big))
+
+
+def makeClip(folder):
+    """A movie of one small picture; nothing without the program that makes it."""
+    if not shutil.which("ffmpeg"):
+        return b""
+    path = folder / "clip.mp4"
+    subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "color=size=32x16:rate=1:duration=1",
+                    "-c:v", "libx264", "-pix_fmt", "yuv420p", path], check=True, stdin=subprocess.DEVNULL)
+    return path.read_bytes()
+
+
+def spend(words, job=None):
+    """Peak resident bytes and processor seconds of one run, and its standard output."""
+    with tempfile.TemporaryFile() as out:
+        with subprocess.Popen(words, stdin=subprocess.PIPE, stdout=out, stderr=subprocess.DEVNULL) as child:
+            child.stdin.write(job or b"")
+            child.stdin.close()
+            _, status, usage = os.wait4(child.pid, 0)
+            child.returncode = os.waitstatus_to_exitcode(status)
+        size = out.tell()
+        out.seek(max(0, size - 100000))
+        return usage.ru_maxrss * 1024, usage.ru_utime + usage.ru_stime, child.returncode, out.read()
+
+
+def makeAll(folder, clip, chosen):
+    """Writes the files, in a process of its own: a child's peak counts what its parent holds when
+    it starts."""
+    pid = os.fork()
+    if pid != 0:
+        return os.waitpid(pid, 0)[1] == 0
+    for name, data in hostileFiles(clip):
+        if not chosen or name in chosen:
+            (folder / name).write_bytes(data)
+    os._exit(0)
+
+
+def main():
+    program, chosen = sys.argv[1], sys.argv[2:]
+    bad = 0
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        clip = makeClip(folder)
+        base = 0
+        if clip:
+            base = spend([program, folder / "clip.mp4"])[0]
+        print(f"a good movie takes {base / MIB:.1f} MiB" if clip else "no ffmpeg: bad movies only")
+        if not makeAll(folder, clip, chosen):
+            sys.exit("the files could not be made")
+        for path in sorted(folder.iterdir()):
+            name, n = path.name, path.stat().st_size
+            memory, seconds = 64 * MIB + 8 * n + base, 1 + 0.5 * n / MIB
+            for words, job in (([program, "-dump", path], None), ([program], bytes(path) + b"\n")):
+                peak, spent, status, out = spend(words, job)
+                good = peak <= memory and spent <= seconds and status in ((0,) if job else (0, 1))
+                if job:
+                    good = good and out.count(b"\nresult: ") + out.startswith(b"result: ") == 1
+                bad += not good
+                print(f"{'ok ' if good else 'BAD'} {name:20} {n / MIB:7.2f} MiB "
+                      f"{(peak - base) / MIB:7.1f} MiB more, {spent:5.2f} s, "
+                      f"{'line' if job else 'argument'} mode, status {status}")
+    sys.exit(1 if bad else 0)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,161 @@
+#!/usr/bin/env python3
+"""Holds line mode to what it promises at length: one process, a hundred thousand jobs of every
+kind, one result line each, in order; memory and descriptors as at the start; and a quiet end when
+the consumer goes away.
+
+usage: checkLineMode.py PROGRAM JOBS [--sanitized]
+
+A sanitizer keeps freed memory back, so memory is not looked at in its build.
+"""
+
+import json
+import os
+import pathlib
+import random
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+from checkLimits import box, ifd
+
+FAILED = b'{"status":"failed"}'
+
+
+def still(model):
+    """A small JPEG of the camera, by whose model its answer is known."""
+    text = model + b"\0"
+    first = ifd((0x0110, 2, len(text), 100), (0x8769, 4, 1, 38))
+    exif = ifd((0x927C, 7, 40, 52))
+    note = b"Kesto\0\0\0" + ifd((0x4001, 4, 1, 74)) + ifd()
+    return (b"\xFF\xD8\xFF\xE1\x7F\xFFExif\0\0MM\0*\0\0\0\x08"
+            + (first.ljust(30, b"\0") + exif + note).ljust(92, b"\0") + text)
+
+
+def makeJobs(folder):
+    """Pairs of a job's name and its answer: the model of a good still, or None."""
+    jobs = []
+    odd = bytes(b for b in range(1, 256) if b not in b"\t\n\r/")
+    for i in range(50):
+        name = folder + b"/good%d%s.jpg" % (i, odd[i * 5:i * 5 + 5])
+        model = b"camera %d" % i
+        pathlib.Path(os.fsdecode(name)).write_bytes(still(model))
+        jobs.append((name, model.decode()))
+    bad = {b"cut.jpg": still(b"cut")[:90], b"empty.DNG": b"", b"empty.mp4": b"",
+           b"no.dng": still(b"no"), b"still.mp4": still(b"still"),
+           b"boxes.mp4": box("ftyp") + box("moov", box("trak", claims=0x7FFFFFFF)) * 40,
+           b"\xC3\xA9\xFF\xE3\x81.MP4": b"\0" * 100}
+    for name, data in bad.items():
+        pathlib.Path(os.fsdecode(folder + b"/" + name)).write_bytes(data)
+        jobs.append((folder + b"/" + name, None))
+    for kind in (b"d.jpg", b"d.DNG", b"d.mp4"):
+        os.mkdir(folder + b"/" + kind)
+        os.mkfifo(folder + b"/f" + kind)
+        jobs += [(folder + b"/" + kind, None), (folder + b"/f" + kind, None)]
+    jobs += [(b"missing" + odd + b"." + kind, None) for kind in (b"mp4", b"jpeg", b"dng")]
+    jobs += [(b"x" * 3000 + b".jpg", None), (b"\\", None), (b" ", None), (b"/dev/null", None),
+             (b"/dev/zero", None), (b"-h", None), (b"%s%n", None)]
+    return jobs
+
+
+def usage(pid):
+    """Resident KiB and open descriptors of a program that waits for jobs. An answer is on its way
+    before its file is closed, so the lowest of some readings counts: what leaks is in all of them."""
+    readings = []
+    for _ in range(20):
+        time.sleep(0.01)
+        status = pathlib.Path(f"/proc/{pid}/status").read_text()
+        resident = next(line for line in status.splitlines() if line.startswith("VmRSS"))
+        readings.append((int(resident.split()[1]), len(os.listdir(f"/proc/{pid}/fd"))))
+    return tuple(map(min, zip(*readings)))
+
+
+def answerOf(result):
+    return None if result == FAILED else json.loads(result)["model"]
+
+
+def checkLength(program, jobs, count, sanitized):
+    order = random.Random(7).choices(jobs, k=count)
+    tenth, goOn = count // 10, threading.Event()
+    early, late = None, None
+    with subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                          stderr=subprocess.DEVNULL) as child:
+        def feed():
+            for at, (name, _) in enumerate(order):
+                if at == tenth:
+                    child.stdin.flush()
+                    goOn.wait()
+                child.stdin.write(name + (b"\r\n" if at % 5 == 0 else b"\n\n\t\n"))
+            child.stdin.flush()
+
+        feeder = threading.Thread(target=feed, daemon=True)
+        feeder.start()
+        done = 0
+        for line in child.stdout:
+            if not line.startswith(b"result: "):
+                continue
+            got, expected = answerOf(line[8:].rstrip(b"\n")), order[done][1]
+            if got != expected:
+                sys.exit(f"job {done}, {order[done][0]}: {got} and not {expected}")
+            done += 1
+            if done == tenth:
+                early = usage(child.pid)
+                goOn.set()
+            if done == count:
+                feeder.join()
+                late = usage(child.pid)
+                child.stdin.close()
+        status = child.wait()
+    if done != count or status != 0:
+        sys.exit(f"{done} answers to {count} jobs, status {status}")
+    if early[1] != late[1] or (late[0] > early[0] + 2048 and not sanitized):
+        sys.exit(f"not flat: {early[0]} KiB, {early[1]} descriptors; then {late[0]}, {late[1]}")
+    print(f"{count} jobs, each answered in order; {late[0]} KiB (after a tenth {early[0]}), "
+          f"{late[1]} descriptors")
+
+
+def checkEarlyEnd(program, name, restoreSignals):
+    """The consumer leaves after a few answers, while jobs are without end."""
+    with subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, restore_signals=restoreSignals) as child:
+        def feed():
+            try:
+                while True:
+                    child.stdin.write((name + b"\n") * 100)
+            except BrokenPipeError:
+                pass
+
+        feeder = threading.Thread(target=feed, daemon=True)
+        feeder.start()
+        for _ in range(3):
+            child.stdout.readline()
+        child.stdout.close()
+        try:
+            child.wait(timeout=20)
+        except subprocess.TimeoutExpired:
+            child.kill()
+            sys.exit("the program works on although nobody listens")
+        words = child.stderr.read()
+        feeder.join()
+        try:
+            child.stdin.close()
+        except BrokenPipeError:
+            pass
+    if words:
+        sys.exit(f"not quiet: {words[:200]}")
+
+
+def main():
+    program, count = sys.argv[1], int(sys.argv[2])
+    with tempfile.TemporaryDirectory() as name:
+        jobs = makeJobs(os.fsencode(name))
+        checkLength(program, jobs, count, "--sanitized" in sys.argv)
+        # With the signal of a broken pipe as it is by default, and ignored.
+        for restoreSignals in (True, False):
+            checkEarlyEnd(program, jobs[0][0], restoreSignals)
+    print("a consumer that goes away ends the run quietly")
+
+
+if __name__ == "__main__":
+    main()
