@@ -1,7 +1,9 @@
 #include <dlfcn.h>
 #include <link.h>
+#include <unistd.h>
 
-#include <filesystem>
+#include <array>
+#include <climits>
 #include <string>
 
 #include "probe/MovieView.h"
@@ -12,37 +14,47 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr char moduleFile[] = "sondex-video.so";
+
+// Paths are handled as plain texts: std::filesystem would bring the whole of the locale library
+// into the program, and every start would pay for it.
+
+/// Up to the last slash, which stays; empty for a path without one.
+std::string folderOf(const std::string& path) {
+    return path.substr(0, path.rfind('/') + 1);
+}
 
 /// The folder of the shared library that this code lies in; empty when it is part of the program
 /// (whose entry in the list of loaded objects has no name).
-fs::path libraryFolder() {
+std::string libraryFolder() {
     Dl_info info;
     void* entry = nullptr;
     if (::dladdr1(moduleFile, &info, &entry, RTLD_DL_LINKMAP) == 0 || entry == nullptr) return {};
-    return fs::path(static_cast<const link_map*>(entry)->l_name).parent_path();
+    return folderOf(static_cast<const link_map*>(entry)->l_name);
+}
+
+std::string programFolder() {
+    std::array<char, PATH_MAX> path;
+    const ssize_t n = ::readlink("/proc/self/exe", path.data(), path.size());
+    return n > 0 ? folderOf(std::string(path.data(), static_cast<std::size_t>(n))) : std::string();
 }
 
 /// The first of the places of the module that holds one: beside the library or program (a build
 /// folder), where an installation has it, seen from either, where this build was told to install.
-fs::path locateModule() {
-    std::error_code ignored;
-    const fs::path library = libraryFolder();
-    const fs::path program = fs::read_symlink("/proc/self/exe", ignored).parent_path();
-    for (const fs::path& folder :
-         {library, library / SONDEX_MODULE_FROM_LIBRARY, program,
-          program / SONDEX_MODULE_FROM_PROGRAM, fs::path(SONDEX_MODULE_FOLDER)}) {
-        if (folder.is_absolute() && fs::exists(folder / moduleFile, ignored)) {
-            return folder / moduleFile;
-        }
+std::string locateModule() {
+    const std::string library = libraryFolder();
+    const std::string program = programFolder();
+    for (const std::string& folder :
+         {library, library + SONDEX_MODULE_FROM_LIBRARY "/", program,
+          program + SONDEX_MODULE_FROM_PROGRAM "/", std::string(SONDEX_MODULE_FOLDER "/")}) {
+        const std::string path = folder + moduleFile;
+        if (path.front() == '/' && ::access(path.c_str(), F_OK) == 0) return path;
     }
     return {};
 }
 
 const SondexVideoModule* openModule() {
-    const fs::path path = locateModule();
+    const std::string path = locateModule();
     if (path.empty()) {
         WEKU::Console::warn(
             "no movie can be decoded: %s stands neither beside the program nor in "

@@ -1,7 +1,9 @@
 #include "sensor/VideoStabilizationMode.h"
 
-#include <locale>
-#include <sstream>
+#include <array>
+#include <charconv>
+
+#include "support/WideText.h"
 
 namespace {
 
@@ -58,16 +60,17 @@ std::int32_t VideoStabilizationMode::resolvState(std::int32_t setting, bool allo
 }
 
 void VideoStabilizationMode::to_s(std::wstring& text) const {
-    std::wostringstream stream;
-    stream.imbue(std::locale::classic());
-    stream << L"yaw:" << nameOf(yaw, "UNDEF") << L",image:";
+    std::string words = std::string("yaw:") + nameOf(yaw, "UNDEF") + ",image:";
     if (image == 1) {
-        stream << L"enabled,image_gain:" << imageGain;
+        std::array<char, 32> gain;
+        const auto end =
+            std::to_chars(gain.begin(), gain.end(), imageGain, std::chars_format::general, 6);
+        words.append("enabled,image_gain:").append(gain.begin(), end.ptr);
     } else {
-        stream << (image == 0 ? L"disabled" : L"UNDEF");
+        words += image == 0 ? "disabled" : "UNDEF";
     }
-    stream << L",source:" << source << L",exif:" << exif;
-    text = stream.str();
+    words += ",source:" + std::to_string(source) + ",exif:" + std::to_string(exif);
+    text = WEKU::wchar::widen(words);
 }
 
 void VideoStabilizationMode::stabilizeModeSummary(std::string& text) const {
