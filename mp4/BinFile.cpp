@@ -27,7 +27,8 @@ bool BinFile::take(unsigned char* bytes, std::uint64_t count) {
                           count <= windowLength - (position - windowStart);
         if (!held) {
             windowStart = position;
-            windowLength = readAt(position, window.data(), window.size());
+            windowLength = readAt(position, window.data(),
+                                  std::min<std::uint64_t>(window.size(), knownLength - position));
             if (windowLength < count) return markShortRead(), false;
         }
         std::memcpy(bytes, window.data() + (position - windowStart), count);

@@ -61,11 +61,7 @@ class BinFile : public WEKU::FileIO {
         std::uint64_t done = 0;
         while (done < count) {
             const std::uint64_t rows = std::min(count - done, blockBytes / width);
-            if (readAt(position, block.data(), rows * width) != rows * width) {
-                markShortRead();
-                break;
-            }
-            position += rows * width;
+            if (!take(block.data(), rows * width)) break;
             decode(static_cast<const unsigned char*>(block.data()), rows);
             done += rows;
         }
