@@ -43,9 +43,10 @@ const wchar_t* codecOf(const Sondex& probe) {
 bool MetaReader::parse(const std::wstring& path) {
     *this = MetaReader();
     inputPath = path;
-    const bool described = probe.probe(path);
     MP4::Container movie;
-    if (!movie.attach(path, MP4::Container::wholeFile)) return described;
+    const bool described = probe.probe(path, movie);
+    // A file that did not open is tried once more, and its failure printed again.
+    if (!movie.root && !movie.attach(path, MP4::Container::wholeFile)) return described;
     if (!described) return false;
     readSensors(movie);
     readBoxes(movie);

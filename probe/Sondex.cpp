@@ -33,8 +33,12 @@ void readTaggedText(const MP4::Container& movie, const char* path, const MP4::Us
 }  // namespace
 
 bool Sondex::probe(const std::wstring& path) {
-    init();
     MP4::Container movie;
+    return probe(path, movie);
+}
+
+bool Sondex::probe(const std::wstring& path, MP4::Container& movie) {
+    init();
     if (movie.attach(path, MP4::Container::wholeFile)) {
         readModel(movie);
         readKMKN(movie);

@@ -19,6 +19,9 @@ class Sondex {
     /// Forgets everything and reads the movie. True when its first picture could be decoded,
     /// that is when `width` is at least 1; well-read boxes alone do not make a movie readable.
     [[nodiscard]] bool probe(const std::wstring& path);
+    /// The same with the caller's container, which keeps the movie's boxes; it has no root when
+    /// the file does not open.
+    [[nodiscard]] bool probe(const std::wstring& path, MP4::Container& movie);
 
     /// Back to the values below.
     void init();
