@@ -105,6 +105,7 @@ bool Container::rewrite(const std::wstring& source, const std::wstring& target,
     FileIO::open(source, [&](FileIO& opened) {
         if (!mayEdit(opened)) return;
         BinFile src(opened);
+        if (outputPath.empty()) src.expectNoReuse();
         TemporaryFile guard{temporary};
         std::uint64_t insertAt = 0;
         bool copied = false;

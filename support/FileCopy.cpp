@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <vector>
 
 #include "support/FileIO.h"
@@ -12,6 +13,10 @@ namespace WEKU {
 namespace {
 
 constexpr std::uint64_t chunk = 65536;
+
+/// What the kernel copies at a time. Its way to the disk begins at once, so that the flush at the
+/// end finds little left to wait for.
+constexpr std::uint64_t piece = std::uint64_t{8} << 20;
 
 }  // namespace
 
@@ -34,14 +39,19 @@ std::uint64_t FileIO::copyBySystem(FileIO& destination, std::uint64_t count) {
             done += hole;
             continue;
         }
-        std::uint64_t piece = std::min(left, std::uint64_t{1} << 30);
+        std::uint64_t wanted = std::min(left, piece);
         const off_t holeStart = ::lseek(descriptor, from, SEEK_HOLE);
         if (holeStart > from) {
-            piece = std::min(piece, static_cast<std::uint64_t>(holeStart - from));
+            wanted = std::min(wanted, static_cast<std::uint64_t>(holeStart - from));
         }
         const ssize_t n =
-            ::copy_file_range(descriptor, &from, destination.descriptor, &to, piece, 0);
+            ::copy_file_range(descriptor, &from, destination.descriptor, &to, wanted, 0);
         if (n <= 0) break;
+        if (static_cast<std::uint64_t>(n) == piece) {
+            ::sync_file_range(destination.descriptor, to - n, n, SYNC_FILE_RANGE_WRITE);
+            // From the start, because what is held in larger units than a page goes in those.
+            if (!reused) ::posix_fadvise(descriptor, 0, from, POSIX_FADV_DONTNEED);
+        }
         position += static_cast<std::uint64_t>(n);
         destination.position += static_cast<std::uint64_t>(n);
         done += static_cast<std::uint64_t>(n);
@@ -68,6 +78,14 @@ std::uint64_t FileIO::copyWhole(FileIO& destination, std::uint64_t count) {
         }
     }
     return done;
+}
+
+void FileIO::expectNoReuse() {
+    // What was written lately may not be on the disk yet, and dropping it would send it there, for
+    // nothing: the system does so within half a minute.
+    constexpr std::int64_t restSeconds = 60;
+    const std::int64_t now = std::time(nullptr);
+    reused = now - stamp().changedSeconds < restSeconds;
 }
 
 bool FileIO::copyAll(FileIO& destination, std::uint64_t count) {

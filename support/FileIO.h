@@ -93,6 +93,9 @@ class FileIO {
     /// Copies `count` bytes as copyTo does, but stops at the first short read or write; true when
     /// all were copied. Holes of the source stay holes where the system tells them.
     bool copyAll(FileIO& destination, std::uint64_t count);
+    /// For a file that its copy will replace: what is copied from here leaves the system's cache
+    /// at once, which makes room for the copy and spares doing it all when the file goes.
+    void expectNoReuse();
 
     FileStamp stamp() const;
     /// Flushes the contents to the disk.
@@ -135,6 +138,7 @@ class FileIO {
 
   private:
     bool owner = true;
+    bool reused = true;
     bool shortRead = false;
     bool shortWrite = false;
 };
