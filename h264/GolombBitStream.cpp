@@ -56,5 +56,5 @@ void GolombBitStream::write_golomb(unsigned int v) {
     const int zeros = leadingZeros(value);
     write_bits(0, zeros);
     write_bits(1, 1);
-    write_bits(static_cast<unsigned int>(value - (std::uint64_t{1} << zeros)), zeros);
+    write_bits(static_cast<unsigned int>(value - std::bit_floor(value)), zeros);
 }

@@ -48,8 +48,8 @@ const kit::OpenedMovie& hour() {
     return movie;
 }
 
-void count(benchmark::State& state, std::size_t items) {
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * items));
+void count(benchmark::State& state, std::int64_t items) {
+    state.SetItemsProcessed(state.iterations() * items);
 }
 
 /// Diagnostic lines go nowhere while it lives.
@@ -73,9 +73,9 @@ void loadGyro(benchmark::State& state) {
     hour();
     std::vector<Sensors::Gyro> gyro;
     std::uint16_t rate = 0;
-    for (auto round : state)
+    while (state.KeepRunning())
         Sensors::loadM29_KDTB(hour().movie, gyro, rate);
-    count(state, samples);
+    count(state, std::int64_t{samples});
 }
 BENCHMARK(loadGyro)->Unit(benchmark::kMillisecond);
 
@@ -83,20 +83,20 @@ void loadAccelerometerPerFrame(benchmark::State& state) {
     const Silence silence;
     std::vector<Sensors::TopBottomCorrection> accel;
     std::uint16_t rate = 0;
-    for (auto round : state)
+    while (state.KeepRunning())
         Sensors::loadM30_KDTD_with_KDTG(hour().movie, accel, rate);
-    count(state, samples);
+    count(state, std::int64_t{samples});
 }
 BENCHMARK(loadAccelerometerPerFrame)->Unit(benchmark::kMillisecond);
 
 void yawOfEveryFrame(benchmark::State& state) {
     const Silence silence;
     YawStabilizer stabilizer;
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         stabilizer.init(hour().movie, VideoStabilizationMode::ENABLED, 30, false,
                         MetaBuilder::CAMERA_Q7);
     }
-    count(state, frames);
+    count(state, std::int64_t{frames});
 }
 BENCHMARK(yawOfEveryFrame)->Unit(benchmark::kMillisecond);
 
@@ -122,11 +122,11 @@ void dumpGyro(benchmark::State& state, Dump dump) {
     std::vector<Sensors::Gyro> gyro;
     std::uint16_t rate = 0;
     Sensors::loadM29_KDTB(hour().movie, gyro, rate);
-    for (auto round : state)
+    while (state.KeepRunning())
         dump(std::span<const Sensors::Gyro>(gyro), path);
-    count(state, samples);
-    state.SetBytesProcessed(
-        static_cast<std::int64_t>(state.iterations() * kit::readFile(path).size()));
+    count(state, std::int64_t{samples});
+    const auto length = static_cast<std::int64_t>(kit::readFile(path).size());
+    state.SetBytesProcessed(state.iterations() * length);
 }
 BENCHMARK_CAPTURE(dumpGyro, inBlocks,
                   [](std::span<const Sensors::Gyro> gyro, const std::wstring& path) {
@@ -142,7 +142,7 @@ void parseSampleTable(benchmark::State& state) {
         kit::fullBox("stsz", 0, kit::u32(0) + kit::u32(rows) + kit::zeros(std::size_t{4} * rows));
     const std::wstring path =
         folder.write("m", kit::box("moov", kit::trackOf(kit::tkhd(2, 1), "", table)));
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         MP4::Container movie;
         movie.attach(path, MP4::Container::wholeFile);
     }
@@ -156,7 +156,7 @@ void parseBoxes(benchmark::State& state) {
         boxes += kit::box("free", kit::zeros(8));
     const kit::TempFolder folder;
     const std::wstring path = folder.write("m", kit::box("moov", boxes));
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         MP4::Container movie;
         movie.attach(path, MP4::Container::wholeFile);
     }
@@ -167,7 +167,7 @@ BENCHMARK(parseBoxes)->Unit(benchmark::kMicrosecond);
 void readCameraRecord(benchmark::State& state) {
     const std::string jpeg = kit::CameraTiff().jpeg();
     ExifParser::ZELVA record;
-    for (auto round : state) {
+    while (state.KeepRunning()) {
         ExifParser parser;
         parser.attachBytes(kit::byteArray(jpeg));
         parser.seekToKESTOMakerNote();
