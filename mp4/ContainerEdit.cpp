@@ -112,7 +112,10 @@ bool Container::rewrite(const std::wstring& source, const std::wstring& target,
         FileIO::open_new(temporary, [&](FileIO& made) {
             guard.mayStand = true;
             BinFile dst(made);
-            copied = copy(src, dst, insertAt) && !src.sawShortRead() && !dst.sawShortWrite();
+            // Flushed by the handle that wrote: one opened later may never hear of a write that
+            // failed on its way to the disk in between.
+            copied = copy(src, dst, insertAt) && !src.sawShortRead() && !dst.sawShortWrite() &&
+                     made.sync();
         });
         // The stamp is asked again, of what stands at the path: a movie that was changed or
         // exchanged meanwhile is not the one that was copied.
