@@ -91,7 +91,7 @@ std::string tables(std::uint32_t offset, bool wide) {
 
 std::string avcC() {
     // A baseline set without the flag that the patch sets.
-    return text(h264test::recordOf(h264test::fromHex(h264test::kSamples[3].hex)));
+    return text(h264test::recordOf(h264test::fromHex(h264test::kSamples[1].hex)));
 }
 
 std::string movieBox(std::uint32_t offset, bool wide, const std::string& userData) {

