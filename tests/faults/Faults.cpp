@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
+#include <utility>
 
 namespace {
 
@@ -34,46 +35,38 @@ bool isError() {
     return how == How::errorOnce || how == How::errorThrice || how == How::errorForEver;
 }
 
-template <class Call>
-Call* next(const char* name) {
-    return reinterpret_cast<Call*>(::dlsym(RTLD_NEXT, name));
-}
-
-int fail(int error, bool& noted) {
-    ++record.faults;
-    noted = true;
+int fail(const char* name, int error) {
+    record.struck.insert(name);
     errno = error;
     return -1;
 }
 
-/// A call that succeeds or fails as a whole.
-template <class Go>
-int whole(Go go, bool& noted) {
-    const bool now = due();
-    if (now && how == How::kill) ::raise(SIGKILL);
-    return now && isError() ? fail(EIO, noted) : go();
+/// Hands a call on to the system.
+template <class Call, class... Arguments>
+auto handOn(const char* name, Arguments... arguments) {
+    return reinterpret_cast<Call*>(::dlsym(RTLD_NEXT, name))(arguments...);
 }
 
-template <class Go>
-int whole(Go go) {
-    bool ignored = false;
-    return whole(go, ignored);
+/// A call that succeeds or fails as a whole.
+template <class Call, class... Arguments>
+int whole(const char* name, Arguments... arguments) {
+    const bool now = due();
+    if (now && how == How::kill) ::raise(SIGKILL);
+    return now && isError() ? fail(name, EIO) : handOn<Call>(name, arguments...);
 }
 
 /// A transfer of `count` bytes, which may fall short.
 template <class Go>
-ssize_t transfer(std::size_t count, bool writes, Go go) {
-    if (!due()) return go(count);
-    if (how == How::diskFull && !writes) return go(count);
-    bool ignored = false;
-    if (isError() || (how == How::diskFull && record.faults > 0)) {
-        return fail(writes ? ENOSPC : EIO, ignored);
-    }
+ssize_t transfer(const char* name, std::size_t count, Go go) {
+    const bool writes = name != std::string("pread");
+    if (!due() || (how == How::diskFull && !writes)) return go(count);
+    if (isError() || (how == How::diskFull && !record.struck.empty()))
+        return fail(name, writes ? ENOSPC : EIO);
     if (how == How::kill) {
         if (writes) go(count / 2);
         ::raise(SIGKILL);
     }
-    ++record.faults;
+    record.struck.insert(name);
     return go(count / 2 + count % 2);
 }
 
@@ -88,72 +81,68 @@ void faults::arm(How newHow, long at) {
 
 faults::Record faults::disarm() {
     armed = false;
-    return record;
+    return std::exchange(record, {});
 }
 
 extern "C" {
 
 int open(const char* path, int flags, ...) {
-    static auto* const real = next<int(const char*, int, ...)>("open");
     va_list more;
     va_start(more, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
     va_end(more);
-    return whole([&] { return real(path, flags, mode); });
+    return whole<int(const char*, int, ...)>("open", path, flags, mode);
 }
 
 int fstat(int file, struct stat* facts) noexcept {
-    static auto* const real = next<int(int, struct stat*)>("fstat");
-    return whole([&] { return real(file, facts); });
+    return whole<int(int, struct stat*)>("fstat", file, facts);
 }
 
 /// What reached the disk is not looked at here, so that nothing is flushed.
-int fsync(int) {
-    return whole([] { return 0; });
+int fsync(int file) {
+    return whole<int(int, int)>("fcntl", file, F_GETFD) < 0 ? -1 : 0;
 }
 
 int ftruncate(int file, off_t length) noexcept {
-    static auto* const real = next<int(int, off_t)>("ftruncate");
-    return whole([&] { return real(file, length); }, record.truncateFailed);
+    return whole<int(int, off_t)>("ftruncate", file, length);
 }
 
 int fchmod(int file, mode_t mode) noexcept {
-    static auto* const real = next<int(int, mode_t)>("fchmod");
-    return whole([&] { return real(file, mode); });
+    return whole<int(int, mode_t)>("fchmod", file, mode);
 }
 
 int rename(const char* from, const char* to) noexcept {
-    static auto* const real = next<int(const char*, const char*)>("rename");
-    return whole([&] { return real(from, to); });
+    return whole<int(const char*, const char*)>("rename", from, to);
 }
 
 int unlink(const char* path) noexcept {
-    static auto* const real = next<int(const char*)>("unlink");
-    return whole([&] { return real(path); }, record.unlinkFailed);
+    return whole<int(const char*)>("unlink", path);
 }
 
 ssize_t pread(int file, void* bytes, std::size_t count, off_t at) {
-    static auto* const real = next<ssize_t(int, void*, std::size_t, off_t)>("pread");
-    return transfer(count, false, [&](std::size_t n) { return real(file, bytes, n, at); });
+    return transfer("pread", count, [&](std::size_t n) {
+        return handOn<ssize_t(int, void*, std::size_t, off_t)>("pread", file, bytes, n, at);
+    });
 }
 
 ssize_t pwrite(int file, const void* bytes, std::size_t count, off_t at) {
-    static auto* const real = next<ssize_t(int, const void*, std::size_t, off_t)>("pwrite");
-    return transfer(count, true, [&](std::size_t n) { return real(file, bytes, n, at); });
+    return transfer("pwrite", count, [&](std::size_t n) {
+        return handOn<ssize_t(int, const void*, std::size_t, off_t)>("pwrite", file, bytes, n, at);
+    });
 }
 
 ssize_t copy_file_range(int from, off_t* fromAt, int to, off_t* toAt, std::size_t count,
                         unsigned flags) {
-    static auto* const real =
-        next<ssize_t(int, off_t*, int, off_t*, std::size_t, unsigned)>("copy_file_range");
-    return transfer(count, true,
-                    [&](std::size_t n) { return real(from, fromAt, to, toAt, n, flags); });
+    return transfer("copy_file_range", count, [&](std::size_t n) {
+        return handOn<ssize_t(int, off_t*, int, off_t*, std::size_t, unsigned)>(
+            "copy_file_range", from, fromAt, to, toAt, n, flags);
+    });
 }
 
 /// The console's calls are none of the file's; what it says of a fault is not shown.
 ssize_t write(int file, const void* bytes, std::size_t count) {
-    static auto* const real = next<ssize_t(int, const void*, std::size_t)>("write");
-    return armed && file == STDERR_FILENO ? static_cast<ssize_t>(count) : real(file, bytes, count);
+    if (armed && file == STDERR_FILENO) return static_cast<ssize_t>(count);
+    return handOn<ssize_t(int, const void*, std::size_t)>("write", file, bytes, count);
 }
 
 }  // extern "C"

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <set>
+#include <string>
+
 /// Faults of the system's file calls. This program defines the calls of its own name, so that
 /// those of the library pass through here and can fail, fall short or be the last.
 namespace faults {
@@ -20,9 +23,8 @@ enum class How {
 /// What was done to the calls since the last `arm`.
 struct Record {
     long calls = 0;
-    long faults = 0;
-    bool unlinkFailed = false;
-    bool truncateFailed = false;
+    /// The names of those that failed or fell short.
+    std::set<std::string> struck;
 };
 
 /// Lets the calls of this thread fail from the `at`-th on, counted from 1.

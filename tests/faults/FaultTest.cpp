@@ -1,0 +1,244 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <map>
+
+#include "app/MetaReader.h"
+#include "tests/faults/Faults.h"
+#include "tests/kit/BoxBuilder.h"
+#include "tests/kit/Files.h"
+#include "tests/kit/Movies.h"
+#include "tests/kit/Program.h"
+#include "tests/kit/TiffBuilder.h"
+
+using namespace kit;
+
+namespace {
+
+namespace fs = std::filesystem;
+using faults::How;
+using MP4::Container;
+
+/// Calls `attempt` with the fault at the first call, at the second and so on, until it says that
+/// there were not so many.
+template <class Attempt>
+void everyFault(std::initializer_list<How> hows, Attempt attempt) {
+    for (const How how : hows) {
+        bool reached = true;
+        for (long at = 1; reached && !testing::Test::HasFailure(); ++at) {
+            SCOPED_TRACE("fault " + std::to_string(static_cast<int>(how)) + " at call " +
+                         std::to_string(at));
+            reached = attempt(how, at);
+        }
+    }
+}
+
+/// More media than a copy does without the system's fast path, and boxes that a parse which went
+/// wrong would leave behind.
+std::string pattern(std::size_t length) {
+    std::string bytes(length, '\0');
+    for (std::size_t i = 0; i < length; ++i)
+        bytes[i] = static_cast<char>(i % 251);
+    return bytes;
+}
+
+std::string builtMovie() {
+    return mdatFirst(pattern(150000)) + box("free", pattern(5000)) +
+           uuidBox(MP4::sphericalVideoType, pattern(300));
+}
+
+/// A movie whose baseline flag is set in place, or by a rewrite that moves all media.
+template <bool inPlace>
+std::string unflaggedMovie() {
+    const TempFolder folder;
+    const std::wstring path = folder.write(
+        "m.mp4", clip("ahead.mp4", {"-c:v", "libx264", "-profile:v", "baseline", "-pix_fmt",
+                                    "yuv420p", "-c:a", "aac", "-movflags", "+faststart"}));
+    Container movie;
+    movie.attach(path, Container::wholeFile);
+    return unsetBaselineFlag(movie, inPlace) ? readFile(path) : "";
+}
+
+struct Operation {
+    const char* name;
+    bool inPlace;
+    std::function<bool(Container&)> run;
+    std::string (*movie)() = builtMovie;
+};
+
+bool insertAt(Container& movie, const char* anchor, bool replace) {
+    const MP4::BOX* found = movie.first(anchor);
+    return found != nullptr && insertInto(movie, *found, replace, box("skip", pattern(70000)));
+}
+
+const Operation operations[] = {
+    {"moovFirst", false, [](auto& movie) { return movie.moovFirst(); }},
+    {"insertBox", false, [](auto& movie) { return insertAt(movie, "ftyp", false); }},
+    {"insertBox in place", false, [](auto& movie) { return insertAt(movie, "free", true); }},
+    {"insertBox to an output path", false,
+     [](auto& movie) {
+         movie.outputPath = movie.path.substr(0, movie.path.rfind(L'/')) + L"/out.mp4";
+         return insertAt(movie, "moov.udta", true);
+     }},
+    {"appendXMP", true, [](auto& movie) { return movie.appendXMP(pattern(9000)); }},
+    {"appendAxis", true, [](auto& movie) { return movie.appendAxis(pattern(90)); }},
+    {"updateTimeStamp", true, [](auto& movie) { return movie.updateTimeStamp(0x12345678); }},
+    {"flag in place", true,
+     [](auto& movie) { return movie.appendFullRangeAndConstrainedSet1Flag(true); },
+     unflaggedMovie<true>},
+    {"flag by a rewrite", false,
+     [](auto& movie) { return movie.appendFullRangeAndConstrainedSet1Flag(false); },
+     unflaggedMovie<false>},
+};
+
+/// A folder with the movie and a file at the output path: all names with what they hold.
+struct Scene {
+    using Files = std::map<std::string, std::string>;
+
+    explicit Scene(const Operation& operation) : operation(operation) {
+        const std::string movie = operation.movie();
+        before = {{"m.mp4", movie}, {"out.mp4", "before"}};
+        reset();
+        captureOutput([&] { EXPECT_TRUE(run()); });
+        after = files();
+        EXPECT_TRUE(after != before && after.size() == 2);
+    }
+    void reset() const {
+        for (const auto& entry : fs::directory_iterator(folder.path()))
+            fs::remove(entry);
+        for (const auto& [name, bytes] : before)
+            folder.write(name, bytes);
+    }
+    bool run() const {
+        Container movie;
+        return movie.attach(folder.wide("m.mp4"), Container::wholeFile) && operation.run(movie);
+    }
+    Files files() const {
+        Files found;
+        for (const auto& entry : fs::directory_iterator(folder.path()))
+            found[entry.path().filename().string()] = readFile(entry.path());
+        return found;
+    }
+
+    /// The state after an edit that failed: the old file, or, of an edit in place, one in which
+    /// every byte is the old or the new one.
+    void expectUnharmed(Files now) const {
+        if (operation.inPlace) {
+            std::string& bytes = now["m.mp4"];
+            const std::string& oldBytes = before.at("m.mp4");
+            const std::string& newBytes = after.at("m.mp4");
+            ASSERT_TRUE(bytes.size() >= oldBytes.size() && bytes.size() <= newBytes.size());
+            for (std::size_t i = 0; i < bytes.size(); ++i)
+                ASSERT_TRUE(bytes[i] == newBytes[i] ||
+                            (i < oldBytes.size() && bytes[i] == oldBytes[i]));
+            bytes = oldBytes;
+        }
+        EXPECT_TRUE(now == before);
+    }
+
+    const Operation& operation;
+    TempFolder folder;
+    Files before, after;
+};
+
+/// Without a program that encodes there is no movie whose flag could be set.
+bool canMake(const Operation& operation) {
+    return operation.movie == builtMovie || haveFfmpeg();
+}
+
+constexpr char temporary[] = ".tmp.mp4";
+
+}  // namespace
+
+TEST(EditFault, LeavesTheOldOrTheNewMovie) {
+    for (const Operation& operation : operations) {
+        if (!canMake(operation)) continue;
+        SCOPED_TRACE(operation.name);
+        const Scene scene(operation);
+        const auto hows = {How::errorOnce, How::errorThrice,  How::errorForEver,
+                           How::shortOnce, How::shortForEver, How::diskFull};
+        everyFault(hows, [&](How how, long at) {
+            scene.reset();
+            bool done = false;
+            faults::Record record;
+            captureOutput([&] {
+                faults::arm(how, at);
+                done = scene.run();
+                record = faults::disarm();
+            });
+            Scene::Files now = scene.files();
+            if (record.struck.contains("unlink"))
+                std::erase_if(now, [](const auto& f) { return f.first.ends_with(temporary); });
+            if (done) {
+                EXPECT_TRUE(now == scene.after);
+            } else {
+                scene.expectUnharmed(now);
+                // What could not be finished is taken back.
+                EXPECT_TRUE(now["m.mp4"].size() == scene.before.at("m.mp4").size() ||
+                            record.struck.contains("ftruncate"));
+            }
+            // Short transfers are no failures, and neither is the end of the fast path.
+            EXPECT_TRUE(done || (!record.struck.empty() && how != How::shortOnce &&
+                                 how != How::shortForEver));
+            return record.calls >= at;
+        });
+    }
+}
+
+TEST(EditFault, SurvivesTheEndOfTheProcess) {
+    for (const Operation& operation : operations) {
+        if (!canMake(operation)) continue;
+        SCOPED_TRACE(operation.name);
+        const Scene scene(operation);
+        everyFault({How::kill}, [&](How how, long at) {
+            scene.reset();
+            int status = 0;
+            captureOutput([&] {
+                const pid_t child = ::fork();
+                if (child == 0) {
+                    faults::arm(how, at);
+                    ::_exit(scene.run() ? 0 : 1);
+                }
+                ::waitpid(child, &status, 0);
+            });
+            Scene::Files now = scene.files();
+            EXPECT_TRUE(WIFSIGNALED(status) || (status == 0 && now == scene.after));
+            // The next edit is not in the way of what was left behind.
+            if (!operation.inPlace && now["m.mp4"] == scene.before.at("m.mp4") &&
+                now["out.mp4"] == scene.before.at("out.mp4")) {
+                captureOutput([&] { EXPECT_TRUE(scene.run()); });
+                now = scene.files();
+            }
+            if (now != scene.after) scene.expectUnharmed(now);
+            return WIFSIGNALED(status);
+        });
+    }
+}
+
+/// Whatever read fails, a file ends with its one result line, or with the banner when it cannot be
+/// opened.
+TEST(ReadFault, EveryFileEndsWithItsOutcome) {
+    const TempFolder folder;
+    std::vector<std::wstring> paths = {folder.write("s.jpg", CameraTiff().jpeg()),
+                                       folder.write("s.dng", CameraTiff().dng())};
+    if (haveFfmpeg()) paths.push_back(folder.write("m.mp4", cameraMovie()));
+    for (const std::wstring& path : paths) {
+        const auto hows = {How::errorOnce, How::errorThrice, How::errorForEver, How::shortOnce,
+                           How::shortForEver};
+        everyFault(hows, [&](How how, long at) {
+            const wchar_t* words[] = {L"Sondex", L"-dump", path.c_str()};
+            int status = 0;
+            faults::Record record;
+            const std::string out = captureOutput([&] {
+                faults::arm(how, at);
+                status = MetaReader::process(3, words);
+                record = faults::disarm();
+            });
+            EXPECT_EQ(resultLine(out).empty(), status == 1) << out;
+            EXPECT_EQ(out.find("usage: ") != std::string::npos, status == 1) << out;
+            return record.calls >= at;
+        });
+    }
+}
