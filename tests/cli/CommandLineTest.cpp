@@ -123,9 +123,8 @@ TEST_F(CommandLine, ALineLongerThanTheBufferIsMoreJobs) {
 }
 
 TEST_F(CommandLine, AnyBytesWorkUnderAnyLocale) {
-    for (const char* name : {"a \xC3\xA9 \xE6\x97\xA5\xE6\x9C\xAC", "b\xFF", "c\xED\xA0\x80\x01"}) {
-        const std::string named = write(std::string(name) + ".jpg", still);
-        const std::string missing = path(std::string(name) + "x.jpg");
+    for (const std::string name : {"a \xC3\xA9 \xE6\x97\xA5", "c\xED\xA0\x80\x01\xFF"}) {
+        const std::string named = write(name + ".jpg", still), missing = path(name + "x.jpg");
         for (const char* locale : {"LC_ALL=C", "LC_ALL=C.UTF-8"}) {
             EXPECT_EQ(run({"env", locale, sondexProgram(), missing}).out,
                       notOpened(missing) + banner);
