@@ -89,24 +89,19 @@ TEST(MoovFirst, CountsBeyondFourGiB) {
     // Nearly all of it is a hole, in the copy as well.
     constexpr std::uint64_t length = (std::uint64_t{1} << 32) - 100;
     const std::string head = ftyp + largeBoxClaiming(length + 16, "mdat");
-    for (const bool wide : {true, false}) {
-        const std::uint64_t at = head.size() + length - media.size();
-        const TempFolder folder;
-        const std::wstring path = folder.write("m.mp4", head);
-        fs::resize_file(folder.path() / "m.mp4", at);
-        std::ofstream(folder.path() / "m.mp4", std::ios::binary | std::ios::app)
-            << media << movieBox(wide ? co64(at) : stco(at));
-        MP4::Container movie;
-        ASSERT_TRUE(movie.attach(path, whole));
-        // The last chunk leaves the range of 32 bits.
-        EXPECT_EQ(movie.servesMoovFirst(), wide);
-        captureOutput([&] { EXPECT_EQ(movie.moovFirst(), wide); });
-        std::string moved(media.size(), '\0');
-        std::ifstream file(folder.path() / "m.mp4", std::ios::binary);
-        file.seekg(static_cast<std::streamoff>(at + (wide ? movie.moov->size() : 0)));
-        file.read(moved.data(), static_cast<std::streamsize>(moved.size()));
-        EXPECT_EQ(moved, media);
-    }
+    const std::uint64_t at = head.size() + length - media.size();
+    const TempFolder folder;
+    const std::wstring path = folder.write("m.mp4", head);
+    std::fstream file(folder.path() / "m.mp4");
+    file.seekp(static_cast<std::streamoff>(at)) << media << movieBox(co64(at)) << std::flush;
+    MP4::Container movie;
+    ASSERT_TRUE(movie.attach(path, whole));
+    EXPECT_TRUE(movie.servesMoovFirst() && movie.moovFirst());
+    std::string moved(media.size(), '\0');
+    std::ifstream(folder.path() / "m.mp4")
+        .seekg(static_cast<std::streamoff>(at + movie.moov->size()))
+        .read(moved.data(), static_cast<std::streamsize>(moved.size()));
+    EXPECT_EQ(moved, media);
 }
 
 TEST(Rewrite, RefusesDamagedAnchorsAndOtherOffsets) {
@@ -116,6 +111,8 @@ TEST(Rewrite, RefusesDamagedAnchorsAndOtherOffsets) {
         // A child that claims more than its parent.
         {ftyp + box("moov", boxClaiming(20, "udta")) + mdat + mdat, "moov.udta"},
         {ftyp + movieBox(stco(0)) + box("moof") + mdat, "moov.trak"},
+        {ftyp + movieBox(stco(0)) + mdat + box("mfra"), "moov.trak"},
+        {ftyp + movieBox(stco(0)) + mdat + fullBox("meta", 0, box("iloc")), "moov.trak"},
         {ftyp + movieBox({}) + mdat, "moov.trak"},
         {ftyp + movieBox(stco(UINT32_MAX)) + mdat, "moov.trak"},
     };
@@ -130,14 +127,13 @@ TEST(Rewrite, RefusesDamagedAnchorsAndOtherOffsets) {
 
 TEST(Rewrite, KeepsThePermissionsAndFollowsLinks) {
     Edited edited(mdatFirst(media));
-    ASSERT_EQ(::chmod(edited.name().c_str(), 0640), 0);
-    const fs::path link = edited.folder.path() / "links" / "l.mp4";
-    fs::create_directory(link.parent_path());
-    fs::create_symlink("../m.mp4", link);
+    fs::permissions(edited.name(), fs::perms{0640});
+    fs::create_directory(edited.folder.path() / "links");
+    fs::create_symlink("../m.mp4", edited.folder.path() / "links/l.mp4");
     MP4::Container linked;
     ASSERT_TRUE(linked.attach(edited.folder.wide("links/l.mp4"), whole));
     EXPECT_TRUE(linked.moovFirst());
-    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_TRUE(fs::is_symlink(edited.folder.path() / "links/l.mp4"));
     EXPECT_EQ(mediaOf(edited.path), media);
     EXPECT_EQ(fs::status(edited.name()).permissions(), fs::perms{0640});
 }
@@ -179,7 +175,7 @@ TEST(Rewrite, FailuresSayWhichFiles) {
     // A file that is no longer the one that was parsed is left alone, even when another one takes
     // its place while the copy is made.
     const std::string newer = edited.before + box("free");
-    const auto exchange = [&] {
+    const auto exchange = [&](auto&...) {
         edited.folder.write("new", newer);
         fs::rename(edited.folder.path() / "new", name);
         return true;
@@ -189,14 +185,10 @@ TEST(Rewrite, FailuresSayWhichFiles) {
         EXPECT_FALSE(edited.movie.updateTimeStamp(1));
         EXPECT_FALSE(edited.movie.moovFirst());
         EXPECT_FALSE(edited.movie.insertBox(
-            L"test", *edited.movie.moov, false, [&](MP4::BinFile&) { return exchange(); },
-            [](auto&, auto&) { return true; }, [](auto&, auto&) { return true; }));
+            L"test", *edited.movie.moov, false, exchange, [](auto&, auto&) { return true; },
+            [](auto&, auto&) { return true; }));
     });
     EXPECT_EQ(edited.after(), newer);
-    EXPECT_EQ(captureOutput([&] {
-                  edited.movie.modifyContainer(L"test", [](MP4::BinFile&) { return false; });
-              }),
-              "Container::modifyContainer::test(" + name + ") failed.\n");
 }
 
 TEST(InPlace, TimeStampsAreAllSetOrNone) {
@@ -214,7 +206,7 @@ TEST(InPlace, TimeStampsAreAllSetOrNone) {
           boxClaiming(300, "trak", boxClaiming(92, "tkhd", zeros(7))),
           box("trak", boxClaiming(92, "tkhd")) + box("free", zeros(99))}) {
         Edited refused(box("moov", mvhd(1, 1) + damaged));
-        refused.expectRefused([](MP4::Container& movie) { return movie.updateTimeStamp(1); });
+        refused.expectRefused([](auto& movie) { return movie.updateTimeStamp(1); });
     }
 }
 
@@ -238,6 +230,6 @@ TEST(InPlace, AppendsOneBoxOfEachKind) {
     for (const std::string& tail :
          {boxClaiming(0, "mdat"), boxClaiming(90, "mdat"), std::string("junk"), zeros(16)}) {
         Edited refused(ftyp + tail);
-        refused.expectRefused([](MP4::Container& movie) { return movie.appendXMP("x"); });
+        refused.expectRefused([](auto& movie) { return movie.appendXMP("x"); });
     }
 }
