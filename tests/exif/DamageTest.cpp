@@ -69,7 +69,7 @@ const Row rows[] = {
     {dng, [](T& t) { t.ifd0[0x014A].count = 3; }, "Invalid 0th SubIFDs. require length = 2"},
     {dng,
      [](T& t) {
-         t.ifd0[0x014A].longs.assign({8, 0});
+         t.ifd0[0x014A].longs = {8, 0};
      },
      "Only attachDNG() or No SubIFDs entry."},
     {dng, [](T& t) { t.sub1[0x0111].type = 3; }, "Invalid StripOffSets(0x0111)"},
