@@ -42,36 +42,23 @@ std::string patched(std::string movie, std::string_view mark, std::size_t distan
     return movie.replace(at + distance, bytes.size(), bytes);
 }
 
-class VideoReaderTest : public testing::Test {
-  protected:
-    void SetUp() override {
-        if (!haveFfmpeg()) GTEST_SKIP() << "no ffmpeg program to make movies with";
-    }
-};
-
-/// Tests of what only a decoder can tell.
-class DecoderTest : public VideoReaderTest {
-  protected:
-    void SetUp() override {
-        if (!fs::exists(programs / moduleFile)) GTEST_SKIP() << "built to read headers only";
-        VideoReaderTest::SetUp();
-    }
-};
+bool canDecode() {
+    return haveFfmpeg() && fs::exists(programs / moduleFile);
+}
 
 }  // namespace
 
 TEST(MovieView, HidesUserDataWhereverAReadBegins) {
-    const std::string inner = box("udta", box("loci"));
-    const std::string named = box("trak", tkhd(1, 1) + box("uuid", "uuidmeta") + inner);
     // Of a fragmented movie, tracks without a header as well.
-    const std::string movie = box("meta") + box("moov", mvhd(1, 1) + named + inner + box("trak")) +
-                              largeBox("uuid") + box("mdat", "udta") + box("moof");
-    std::string shown = movie;
-    for (const std::size_t at :
-         {std::size_t{4}, movie.find("uuid"), movie.find("udta"), movie.rfind(inner) + 4,
-          movie.rfind("trak"), movie.rfind("uuid")}) {
-        shown.replace(at, 4, "free");
-    }
+    const auto movieOf = [](const char* meta, const char* uuid, const char* udta,
+                            const char* trak) {
+        const std::string inner = box(udta, box("loci"));
+        const std::string named = box("trak", tkhd(1, 1) + box(uuid, "uuidmeta") + inner);
+        return box(meta) + box("moov", mvhd(1, 1) + named + inner + box(trak)) + largeBox(uuid) +
+               box("mdat", "udta") + box("moof");
+    };
+    const std::string movie = movieOf("meta", "uuid", "udta", "trak");
+    const std::string shown = movieOf("free", "free", "free", "free");
     const OpenedMovie opened(movie);
     opened.movie.open([&](WEKU::FileIO& file) {
         const MovieView view(opened.movie, file);
@@ -86,7 +73,8 @@ TEST(MovieView, HidesUserDataWhereverAReadBegins) {
     });
 }
 
-TEST_F(VideoReaderTest, AgreesWithTheEncoder) {
+TEST(VideoReader, AgreesWithTheEncoder) {
+    if (!haveFfmpeg()) GTEST_SKIP() << "no ffmpeg program to make movies with";
     const struct {
         const char* name;
         std::vector<std::string> arguments;
@@ -96,7 +84,6 @@ TEST_F(VideoReaderTest, AgreesWithTheEncoder) {
         {"b.mp4", {"-c:v", "libx264", "-bf", "3", "-r", "24", "-movflags", "+faststart"}, 320, 24},
         {"ten.mp4", {"-c:v", "libx264", "-vf", "scale=161:91", "-pix_fmt", "yuv444p10le"}, 161, 30},
         {"hev1.mp4", {"-c:v", "libx265", "-x265-params", "log-level=0", "-r", "25"}, 320, 25},
-        {"mpeg4.mov", {"-c:v", "mpeg4", "-r", "30000/1001"}, 320, 30000.0F / 1001},
     };
     for (const auto& c : cases) {
         const Described movie(clip(c.name, c.arguments));
@@ -108,12 +95,10 @@ TEST_F(VideoReaderTest, AgreesWithTheEncoder) {
     const Described sound(clip("sound.mp4", {"-vn", "-c:a", "aac"}));
     EXPECT_FALSE(sound.succeeded);
     EXPECT_NE(sound.errors.find("No video tracks found"), std::string::npos);
-    const Described cut(plainClip().substr(0, 100));
-    EXPECT_FALSE(cut.succeeded);
-    EXPECT_NE(cut.errors, "");
 }
 
-TEST_F(DecoderTest, GoesOnToTheFirstPictureThatDecodes) {
+TEST(VideoReader, GoesOnToTheFirstPictureThatDecodes) {
+    if (!canDecode()) GTEST_SKIP() << "no movies, or built to read headers only";
     const std::string whole =
         clip("keys.mp4", {"-an", "-c:v", "libx264", "-g", "10", "-pix_fmt", "yuv420p"});
     const std::size_t all = whole.rfind("moov") - whole.find("mdat") - 8;
@@ -124,7 +109,8 @@ TEST_F(DecoderTest, GoesOnToTheFirstPictureThatDecodes) {
     EXPECT_FLOAT_EQ(blank.nominalFrameRate, 30);
 }
 
-TEST_F(DecoderTest, RefusesHugePictures) {
+TEST(VideoReader, RefusesHugePictures) {
+    if (!canDecode()) GTEST_SKIP() << "no movies, or built to read headers only";
     const std::string& movie = clip("png.mov", {"-an", "-c:v", "png", "-frames:v", "2"});
     // Claimed by the sample entry, and by the picture itself.
     for (const std::string& bytes : {patched(movie, "stsd", 44, u16(16384) + u16(8193)),
@@ -136,7 +122,8 @@ TEST_F(DecoderTest, RefusesHugePictures) {
     }
 }
 
-TEST_F(DecoderTest, BoundsWhatHostileTablesCost) {
+TEST(VideoReader, BoundsWhatHostileTablesCost) {
+    if (!canDecode()) GTEST_SKIP() << "no movies, or built to read headers only";
     // 400 tracks of 160 MB of index each, in 300 bytes each.
     const std::string count = u32(6'700'000);
     const std::string tables = fullBox("stts", 0, u32(1) + count + u32(1)) +
@@ -155,7 +142,8 @@ TEST_F(DecoderTest, BoundsWhatHostileTablesCost) {
     EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 256 << 10);
 }
 
-TEST_F(DecoderTest, FailsAloudWithoutTheModule) {
+TEST(VideoReader, FailsAloudWithoutTheModule) {
+    if (!canDecode()) GTEST_SKIP() << "no movies, or built to read headers only";
     // A copy of the program beside a file that is no module.
     const TempFolder folder;
     fs::copy_file(programs / "Sondex", folder.path() / "Sondex");
