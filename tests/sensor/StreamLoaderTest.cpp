@@ -105,24 +105,3 @@ TEST(StreamLoader, CountsBeyondTheFileStayInProportion) {
     ASSERT_EQ(one.rows.size(), 2U + 65536U);
     EXPECT_EQ((Rows{one.rows[1], one.rows[2]}), (Rows{{5, 6, 7, 8}, {0, 0, 0, 0}}));
 }
-
-TEST(AccelSensorStream, BuildsOneEntryAFrame) {
-    Streams streams;
-    const auto loaded = [&](std::size_t compassCount, bool expected) {
-        const OpenedMovie opened(sensorMovie(
-            streamBox("KDTC", std::vector<Streams::Ecompass>(compassCount, {0, 0, 1, 0})) +
-            streamBox("KDTD", std::vector<Accel>{{1, -32768, 3, 0}, {4, 5, 6, 1}})));
-        return captureOutput([&] { EXPECT_EQ(streams.loadM29(opened.movie, 15), expected); });
-    };
-    EXPECT_EQ(loaded(1, false),
-              "KDTD: No KDTG entries.\n"
-              "KDTC/KDTD is not enough size.\n  KDTC:   1\n  KDTD/G: 2\n");
-    EXPECT_EQ(loaded(3, true),
-              "KDTD: No KDTG entries.\nrev-up/down: [P]0.000000, [N]:0.000000 -> N\n"
-              "rev-front:   [F]0.807264 -> N\n");
-    EXPECT_EQ(streams.frameStep, 2);
-    ASSERT_EQ(streams.infos.size(), 2U);
-    const auto& first = streams.infos[0];
-    EXPECT_EQ((std::vector<int>{first.x, first.y, first.z, first.temperature}),
-              (std::vector<int>{-1, -3, -32768, 20}));
-}
