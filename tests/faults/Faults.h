@@ -7,7 +7,7 @@
 /// those of the library pass through here and can fail, fall short or be the last.
 namespace faults {
 
-enum class How {
+enum class How : int {
     errorOnce,
     /// Long enough for a reader to miss a whole box header.
     errorThrice,
