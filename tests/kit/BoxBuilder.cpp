@@ -36,11 +36,9 @@ std::string mvhd(std::uint32_t timeScale, std::uint32_t duration, std::uint32_t 
                    u32(created) + u32(0) + u32(timeScale) + u32(duration) + zeros(76) + u32(2));
 }
 
-std::string tkhd(int width, int height, std::uint32_t created) {
+std::string tkhd(int width, int height) {
     const auto fixed = [](int pixels) { return u32(static_cast<std::uint32_t>(pixels) << 16); };
-    return fullBox(
-        "tkhd", 0,
-        u32(created) + u32(0) + u32(1) + zeros(4 + 4 + 52) + fixed(width) + fixed(height));
+    return fullBox("tkhd", 0, zeros(8) + u32(1) + zeros(4 + 4 + 52) + fixed(width) + fixed(height));
 }
 
 std::string trackOf(const std::string& header, const std::string& entries,

@@ -40,7 +40,7 @@ std::string uuidBox(const MP4::UserType& type, std::string_view payload = {});
 
 std::string mvhd(std::uint32_t timeScale, std::uint32_t duration, std::uint32_t created = 0);
 /// Width and height in whole pixels.
-std::string tkhd(int width, int height, std::uint32_t created = 0);
+std::string tkhd(int width, int height);
 /// A track of one sample table; `entries` are the sample entries, `tables` the boxes behind stsd.
 std::string trackOf(const std::string& header, const std::string& entries,
                     const std::string& tables = {});

@@ -19,11 +19,9 @@ std::string movieBox(const std::string& offsets, const std::string& more) {
     return box("moov", mvhd(1, 1) + trackOf(tkhd(2, 1), visualEntry("avc1", 2, 1), offsets) + more);
 }
 
-std::string mdatFirst(const std::string& media, bool wide) {
-    const std::string ftyp = box("ftyp", "isom");
-    const std::uint64_t at = ftyp.size() + 8;
-    return ftyp + box("mdat", media) +
-           movieBox(wide ? co64(at) : stco(at), box("udta", box("free")));
+std::string mdatFirst(const std::string& media) {
+    const std::string head = box("ftyp", "isom") + box("mdat", media);
+    return head + movieBox(stco(head.size() - media.size()), box("udta", box("free")));
 }
 
 bool insertInto(MP4::Container& movie, const MP4::BOX& anchor, bool replace,
@@ -33,17 +31,6 @@ bool insertInto(MP4::Container& movie, const MP4::BOX& anchor, bool replace,
     return movie.insertBox(
         L"test", anchor, replace, [&](MP4::BinFile& file) { return file.put(boxes); },
         MP4::Container::growEnclosing(anchor, delta), MP4::Container::shiftBehind(anchor, delta));
-}
-
-bool widenOffsets(MP4::Container& movie) {
-    while (const auto* table = movie.first("moov.trak.mdia.minf.stbl.stco")) {
-        const std::string entries = movie.payload(*table).substr(8);
-        std::string wide = u32(entries.size() / 4);
-        for (std::size_t i = 0; i < entries.size(); i += 4)
-            wide += zeros(4) + entries.substr(i, 4);
-        if (!insertInto(movie, *table, true, fullBox("co64", 0, wide))) return false;
-    }
-    return movie.first("moov.trak.mdia.minf.stbl.co64") != nullptr;
 }
 
 bool unsetBaselineFlag(MP4::Container& movie, bool statesFullRange) {

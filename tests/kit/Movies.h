@@ -16,14 +16,11 @@ std::string co64(std::uint64_t offset);
 std::string movieBox(const std::string& offsets, const std::string& more = {});
 
 /// ftyp, mdat, moov, with the chunk offset at the media data.
-std::string mdatFirst(const std::string& media, bool wide = false);
+std::string mdatFirst(const std::string& media);
 
 /// Inserts whole boxes behind the anchor, or in its place, as a program would.
 bool insertInto(MP4::Container& movie, const MP4::BOX& anchor, bool replace,
                 const std::string& boxes);
-
-/// Replaces every table of 32-bit chunk offsets by one of 64 bits.
-bool widenOffsets(MP4::Container& movie);
 
 /// Takes constraint_set1_flag out of the H.264 record, and the whole VUI unless it is to state the
 /// full range, which leaves the record room for the flag.

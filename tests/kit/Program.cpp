@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <map>
+#include <regex>
 
 #include "support/WideText.h"
 #include "tests/kit/Files.h"
@@ -50,11 +51,9 @@ std::string resultLine(const std::string& out) {
 }
 
 std::string member(const std::string& result, const std::string& key) {
-    const std::string opening = "\"" + key + "\":";
-    const std::size_t at = result.find(opening);
-    if (at == std::string::npos) return "";
-    const std::size_t start = at + opening.size();
-    return result.substr(start, result.find_first_of(",}", start) - start);
+    std::smatch found;
+    std::regex_search(result, found, std::regex("\"" + key + "\":([^,}]*)"));
+    return found[1];
 }
 
 bool haveFfmpeg() {
