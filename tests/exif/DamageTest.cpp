@@ -35,24 +35,20 @@ struct Row {
     const char* message;
 };
 
-const char text[] = "Invalid Type: ASCII[>4] or UNDEF[>4] required.";
-
 const Row rows[] = {
     {jpeg, [](T& t) { t.jpegHead[1] = 0; }, "SOI(0xFFD8) not found."},
     {jpeg, [](T& t) { t.jpegHead = "\xFF\xD8\xFF\xD8"; }, "Invalid SOI(0xFFD8) found."},
-    {jpeg, [](T& t) { t.jpegHead = "\xFF\xD8\xFF\xD9"; }, "Invalid EOI(0xFFD9) found."},
     {jpeg, [](T& t) { t.jpegHead.insert(2, "\xFF\xDA"); }, "Invalid SOS(0xFFDA) found."},
     {jpeg, [](T& t) { t.jpegHead[2] = '\xFE'; }, "Unknown marker."},
     {jpeg, [](T& t) { t.identifier = 43; }, "Invalid TIFF-ID(0x002A)."},
     {tiff, [](T& t) { t.signature[5] = 1; }, "Not a KESTO image."},
     {tiff, [](T& t) { t.ifd0Offset = 0; }, "SOI(0xFFD8) not found."},
-    {tiff, [](T& t) { t.ifd0Offset = UINT32_MAX; }, "Invalid position"},
     {jpeg, [](T& t) { t.ifd0.drop({0x8769}); }, "EXIF-IFD(0x8769) not found."},
     {jpeg, [](T& t) { t.exif.drop({0x927C}); }, "MakerNote-IFD(0x927C) not found."},
     {note, [](T& t) { t.maker.drop({0x4001}); }, "ZELVA-IFD(0x4001) not found."},
     {note, [](T& t) { t.maker[0x4001].value = UINT32_MAX; }, "Invalid position"},
-    {tiff, [](T& t) { t.ifd0[0x0110].count = 4; }, text},
-    {tiff, [](T& t) { t.ifd0[0x0131].type = 1; }, text},
+    {tiff, [](T& t) { t.ifd0[0x0110].count = 4; },
+     "Invalid Type: ASCII[>4] or UNDEF[>4] required."},
     {note, [](T& t) { t.maker[0x0005].count = UINT32_MAX; }, "Invalid position"},
     {tiff, [](T& t) { (t = T(false)).byteOrder = 0x1234; }, "bigEndian reqired."},
     {note, [](T& t) { t.camera[0x0003].type = 5; },
@@ -61,8 +57,6 @@ const Row rows[] = {
      "Invalid entry for Compass(0x0004): RATIONAL[1] required."},
     {note, [](T& t) { t.camera[0x0204].type = 4; },
      "Invalid entry for StitchingFishImgCenter(0x0204): SHORT[2] required."},
-    {note, [](T& t) { t.camera[0x0205].count = 1; },
-     "Invalid entry for StitchingFishMovCenter(0x0205): SHORT[2] required."},
     {note, [](T& t) { t.camera[0x0206].type = 10; },
      "Invalid entry for StitchingSamplingRate(0x0206): RATIONAL[1] required."},
     {dng, [](T& t) { t.ifd0.drop({0x014A}); }, "SubIFDs(0x014A) not found."},
@@ -74,7 +68,6 @@ const Row rows[] = {
      "Only attachDNG() or No SubIFDs entry."},
     {dng, [](T& t) { t.sub1[0x0111].type = 3; }, "Invalid StripOffSets(0x0111)"},
     {dng, [](T& t) { t.sub1[0x0117].count = 2; }, "Invalid StripByteCounts(0x0117)"},
-    {dng, [](T& t) { t.camera[0x0202].type = 2; }, "Invalid StitchingAffineTable2(0x0202)"},
     {dng, [](T& t) { t.sub1.drop({0x0111}); },
      "SubIFDs[1] of StripOffSets(0x0111), StripByteCounts(0x0117) not found."},
     {dng, [](T& t) { t.camera[0x0201].type = 2; }, "Invalid StitchingAffineTable1(0x0201)"},
@@ -96,19 +89,6 @@ TEST(ExifDamage, EveryDamagedFieldEndsInItsMessage) {
             T image;
             row.damage(image);
             EXPECT_EQ(outcome((image.*row.form)(), row.form), row.message) << "row " << &row - rows;
-        }
-    });
-}
-
-TEST(ExifDamage, AnyTruncationAndAnyByteEndsInAMessageOrSuccess) {
-    kit::captureOutput([] {
-        for (const Form form : {jpeg, tiff, note, dng}) {
-            const std::string whole = (T(form != tiff).*form)();
-            for (std::size_t i = 0; i < whole.size(); ++i) {
-                outcome(whole.substr(0, i), form);
-                for (const char byte : {'\0', '\x7F', '\xFF'})
-                    outcome(std::string(whole).replace(i, 1, 1, byte), form);
-            }
         }
     });
 }
