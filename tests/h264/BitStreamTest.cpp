@@ -27,17 +27,6 @@ std::string written(const std::function<void(GolombBitStream&)>& write) {
 
 }  // namespace
 
-TEST(BitStream, SaysWhyItCannotTakeOrGive) {
-    GolombBitStream stream = streamOf("a5c301020304");
-    EXPECT_EQ(stream.read_bits(12), (Bits{0xA5C, 12}));
-    // Misaligned comes before empty.
-    EXPECT_EQ(failureOf([&] { stream.read8(); }), "bits existed");
-    EXPECT_EQ(failureOf([&] { stream.write16n(1); }), "bits existed");
-    EXPECT_EQ(stream.read_bits(4).value, 3U);
-    ByteArray out;
-    EXPECT_EQ(failureOf([&] { stream.read_bytes(5, out); }), "no more data");
-}
-
 TEST(GolombBitStream, UnsignedCodes) {
     const std::pair<unsigned, const char*> codes[] = {
         {0, "80"}, {65534, "0001fffe"}, {65535, "0000800000"}, {UINT_MAX, "000000008000000000"}};
