@@ -1,8 +1,5 @@
 #pragma once
 
-#include <set>
-#include <string>
-
 /// Faults of the system's file calls. This program defines the calls of its own name, so that
 /// those of the library pass through here and can fail, fall short or be the last.
 namespace faults {
@@ -20,15 +17,12 @@ enum class How : int {
     kill,
 };
 
-/// What was done to the calls since the last `arm`.
-struct Record {
-    long calls = 0;
-    /// The names of those that failed or fell short.
-    std::set<std::string> struck;
-};
+/// What happened to the calls since `arm`, as bits: whether there was the one from which they were
+/// to fail, whether one failed or fell short, and which of those that clean up failed.
+enum Seen { reached = 2, struck = 4, unlinkFailed = 8, truncateFailed = 16 };
 
 /// Lets the calls of this thread fail from the `at`-th on, counted from 1.
 void arm(How how, long at);
-Record disarm();
+int disarm();
 
 }  // namespace faults
