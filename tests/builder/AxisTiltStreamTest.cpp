@@ -34,16 +34,14 @@ std::string trimmed(int version, unsigned samples, std::uint64_t length, std::ui
     return kit::toHex({stream, result});
 }
 
-/// The hexadecimal digits of a header and of a sample.
-std::string header(const std::string& count) {
-    return "00021234" + count + "01020304" + std::string(40, '0');
-}
 std::string sample(char number) {
     std::string digits;
     while (digits.size() < 32)
         digits += {'0', number};
     return digits;
 }
+
+const std::string one = "000212340000000101020304" + std::string(40, '0');
 
 }  // namespace
 
@@ -63,10 +61,10 @@ TEST(AxisTiltStream, WritesWholeDegreesBehindItsHeader) {
 }
 
 TEST(AxisTiltStream, TrimsToTheLengthAskedFor) {
-    EXPECT_EQ(trimmed(2, 5, 112, 1, 2), header("00000002") + sample('2') + sample('3'));
-    EXPECT_EQ(trimmed(2, 2, 64, 1, 3), header("00000001") + sample('2') + std::string(64, '0'));
+    EXPECT_EQ(trimmed(2, 5, 112, 4, 1), one + sample('5'));
+    EXPECT_EQ(trimmed(2, 2, 64, 1, 3), one + sample('2') + std::string(64, '0'));
     // Version 1 has no compass; it is converted on the way.
-    EXPECT_EQ(trimmed(1, 3, 52, 2, 1), header("00000001") + sample('3').substr(8) + "00000000");
+    EXPECT_EQ(trimmed(1, 3, 52, 2, 1), one + sample('3').substr(8) + "00000000");
     for (const std::uint32_t start : {5U, 6U, UINT32_MAX})
         EXPECT_EQ(trimmed(2, 5, 112, start, 1), "");
     EXPECT_EQ(trimmed(2, 5, 112, 0, 0), "");

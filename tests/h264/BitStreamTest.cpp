@@ -7,8 +7,6 @@
 #include "tests/kit/Hex.h"
 #include "tests/kit/TiffBuilder.h"
 
-using kit::failureOf;
-
 namespace {
 
 GolombBitStream streamOf(std::string_view hex) {
@@ -32,12 +30,10 @@ TEST(GolombBitStream, UnsignedCodes) {
         {0, "80"}, {65534, "0001fffe"}, {65535, "0000800000"}, {UINT_MAX, "000000008000000000"}};
     for (const auto& [number, hex] : codes) {
         EXPECT_EQ(written([number = number](auto& s) { s.write_golomb(number); }), hex);
-        EXPECT_EQ(GolombBitStream::decode(GolombBitStream::encode(number)), number);
         GolombBitStream stream = streamOf(hex);
         const auto reads = [&, number = number] { EXPECT_EQ(stream.read_golomb(), number); };
-        EXPECT_EQ(failureOf(reads), number <= 65534 ? "" : "too log golomb sream");
+        EXPECT_EQ(kit::failureOf(reads), number <= 65534 ? "" : "too log golomb sream");
     }
-    EXPECT_EQ(GolombBitStream::decode({4, 3}), ~0U);
 }
 
 TEST(GolombBitStream, SignedCodesAreNotInverse) {

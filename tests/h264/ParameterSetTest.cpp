@@ -54,28 +54,6 @@ TEST(ParameterSet, RefusesWhatTheStandardForbids) {
     };
     for (const auto& [hex, text] : sets)
         EXPECT_EQ(failureOf([h = hex] { parsed<SequenceParameterSet>(fromHex(h)); }), text) << hex;
-    const std::pair<const char*, const char*> records[] = {
-        {"0142000dff", "the record is too short"},
-        {"0242000dffe100026742", "the record is of an unknown version"},
-        {"0142000dffe000", "the record holds no sequence parameter set"},
-        {"0142000dffe10004674201", "the record ends inside its parameter sets"},
-    };
-    for (const auto& [hex, text] : records)
-        EXPECT_EQ(failureOf([h = hex] { parsed<AvcRecord>(fromHex(h)); }), text) << hex;
-}
-
-TEST(AvcRecord, KeepsEveryByte) {
-    const std::pair<const char*, std::uint64_t> surplus[] = {
-        {"016e000dffe100026742010002688bfdfafa01000168aabb", 2},  // sets of extensions
-        {"0164000dffe100026742010002688b", 0},                    // no extension
-        {"0164000dffe100026742010002688bfdfafa02000168", 7},      // ends inside
-        {"0142000d030200026742000000aabb", 2},                    // reserved bits 0
-    };
-    for (const auto& [hex, length] : surplus) {
-        const auto record = parsed<AvcRecord>(fromHex(hex));
-        EXPECT_EQ(record.surplus.length(), length) << hex;
-        EXPECT_EQ(toHex(record.write()), hex);
-    }
 }
 
 TEST(AvcFlagPatch, AddsTheStandardsBitsAndLeavesOtherProfilesAlone) {
