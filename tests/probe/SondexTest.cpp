@@ -37,10 +37,7 @@ std::string movieOf(const std::string& userData, const std::string& rest = {}) {
 TEST(Sondex, ReadsModelMakerNoteAndGyro) {
     const std::string unknown = "Unknown codec.\n";
     const std::string zelva("KESTO ZELVA Q7\0", 15);
-    const struct {
-        std::string userData, lines;
-        bool hasGyro;
-    } cases[] = {
+    const std::tuple<std::string, std::string, bool> cases[] = {
         {"", "KMKN not found.\n" + unknown, false},
         {box("@mod") + box("KMKN") + box("KDTB", zeros(16)), unknown, false},
         {box("@mod", zelva) + box("KMKN", "II"),
@@ -51,10 +48,10 @@ TEST(Sondex, ReadsModelMakerNoteAndGyro) {
              unknown,
          true},
     };
-    for (const auto& c : cases) {
-        const Probed movie(movieOf(c.userData));
-        EXPECT_EQ(movie.lines, c.lines);
-        EXPECT_EQ(movie.hasGyro, c.hasGyro);
+    for (const auto& [userData, lines, hasGyro] : cases) {
+        const Probed movie(movieOf(userData));
+        EXPECT_EQ(movie.lines, lines);
+        EXPECT_EQ(movie.hasGyro, hasGyro);
     }
     const auto video = [](const char* code) {
         return trackOf(tkhd(64, 32), visualEntry(code, 64, 32));
@@ -85,22 +82,17 @@ TEST(Sondex, SharesBitRatesOutAmongTheTracks) {
         return trackOf(tkhd(width, width), "", fullBox("stsz", 0, u32(size) + u32(count)));
     };
     const std::string audio = track(0, 10, 50), video = track(64, 1000, 5), empty = track(0, 10, 0);
-    const struct {
-        std::string boxes;
-        float video;
-        float other;
-        bool third;
-    } cases[] = {
+    const std::tuple<std::string, float, float, bool> cases[] = {
         {mvhd(1000, 2000) + audio + video + audio, 20000, 2000, true},
         {mvhd(1000, 2000) + video + video + audio, 20000, 20000, true},
         {mvhd(1000, 2000) + empty + audio, 0, 2000, false},
         {mvhd(1000, 0) + video + audio, INFINITY, INFINITY, false},
     };
-    for (const auto& c : cases) {
-        const Probed movie(movieOf("", c.boxes));
-        EXPECT_EQ(movie.lines.ends_with("\n3rd(or more) track is found.\n"), c.third);
-        EXPECT_EQ(movie.videoBitRate, c.video);
-        EXPECT_EQ(movie.otherTrackBitRate, c.other);
+    for (const auto& [boxes, videoRate, otherRate, third] : cases) {
+        const Probed movie(movieOf("", boxes));
+        EXPECT_EQ(movie.lines.ends_with("\n3rd(or more) track is found.\n"), third);
+        EXPECT_EQ(movie.videoBitRate, videoRate);
+        EXPECT_EQ(movie.otherTrackBitRate, otherRate);
     }
 }
 
