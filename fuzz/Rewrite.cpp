@@ -8,6 +8,7 @@
 #include "mp4/SampleTableBoxes.h"
 #include "tests/kit/BoxBuilder.h"
 #include "tests/kit/Files.h"
+#include "tests/kit/Movies.h"
 
 namespace {
 
@@ -71,21 +72,14 @@ bool touchesTable(const Movie& movie, const BOX& anchor) {
     });
 }
 
-bool insert(Movie& movie, const BOX& anchor, bool replace, const std::string& added) {
-    const auto delta =
-        static_cast<std::int64_t>(added.size() - (replace ? anchor.size() : std::uint64_t{0}));
-    return movie.tree.insertBox(
-        L"fuzz", anchor, replace, [&](MP4::BinFile& file) { return file.put(added); },
-        Container::growEnclosing(anchor, delta), Container::shiftBehind(anchor, delta));
-}
-
 bool edit(Movie& movie, std::uint8_t operation, const BOX* anchor, std::uint8_t amount) {
     switch (operation) {
         case 0:
         case 1:
             // Whoever replaces a table wants other offsets.
             if (anchor == nullptr || (operation == 1 && touchesTable(movie, *anchor))) return false;
-            return insert(movie, *anchor, operation == 1, kit::box("free", kit::zeros(amount)));
+            return kit::insertInto(movie.tree, *anchor, operation == 1,
+                                   kit::box("free", kit::zeros(amount)));
         case 2:
             return movie.tree.servesMoovFirst() && movie.tree.moovFirst();
         case 3:
