@@ -29,13 +29,7 @@ std::string outcome(const std::string& image, Form form) {
     });
 }
 
-struct Row {
-    Form form;
-    void (*damage)(T&);
-    const char* message;
-};
-
-const Row rows[] = {
+const std::tuple<Form, void (*)(T&), const char*> rows[] = {
     {jpeg, [](T& t) { t.jpegHead[1] = 0; }, "SOI(0xFFD8) not found."},
     {jpeg, [](T& t) { t.jpegHead = "\xFF\xD8\xFF\xD8"; }, "Invalid SOI(0xFFD8) found."},
     {jpeg, [](T& t) { t.jpegHead.insert(2, "\xFF\xDA"); }, "Invalid SOS(0xFFDA) found."},
@@ -85,10 +79,10 @@ const Row rows[] = {
 
 TEST(ExifDamage, EveryDamagedFieldEndsInItsMessage) {
     kit::captureOutput([] {
-        for (const Row& row : rows) {
+        for (const auto& [form, damage, message] : rows) {
             T image;
-            row.damage(image);
-            EXPECT_EQ(outcome((image.*row.form)(), row.form), row.message) << "row " << &row - rows;
+            damage(image);
+            EXPECT_EQ(outcome((image.*form)(), form), message);
         }
     });
 }

@@ -86,6 +86,10 @@ TEST(CameraRecord, PrintsEveryIfdAndTheRecord) {
     EXPECT_NE(bare.find("\n   pitch: nan\n    roll: nan\n"), std::string::npos);
     EXPECT_NE(bare.find("\nstabilize: -1\n"), std::string::npos);
     EXPECT_EQ(kit::failureOf([&] { parser.seekToIFD0(); }), "Only KESTO Meta");
+    ZELVA record;
+    record.model = "kept";
+    parser.readZEVLA(record);
+    EXPECT_EQ(record.model, "kept");
 }
 
 TEST(ExifReader, TheFirstLookForIfd0StaysBehindTheHeader) {
