@@ -51,15 +51,10 @@ class CommandLine : public testing::Test {
 }  // namespace
 
 TEST_F(CommandLine, WordsAndStatuses) {
-    struct Case {
-        std::vector<std::string> words;
-        std::string out;
-        int status;
-    };
     // Words beyond the ninth behind the program's name are absent.
     std::vector<std::string> ten(9, "-set1");
     ten.push_back(photo);
-    const Case cases[] = {
+    const std::tuple<std::vector<std::string>, std::string, int> cases[] = {
         {{"-h"}, banner, 1},
         {{"-dump", "-kdtd:x", "-kdtb:", "-kdtc:y"}, "", 0},
         {{"-h", photo}, stillLine, 0},
@@ -70,10 +65,10 @@ TEST_F(CommandLine, WordsAndStatuses) {
         {{""}, noMovie("") + banner, 1},
         {ten, "", 0},
     };
-    for (const Case& c : cases) {
-        const Outcome outcome = runSondex(c.words);
-        EXPECT_EQ(outcome.out, c.out) << c.words[0];
-        EXPECT_EQ(outcome.status, c.status) << c.words[0];
+    for (const auto& [words, out, status] : cases) {
+        const Outcome outcome = runSondex(words);
+        EXPECT_EQ(outcome.out, out) << words[0];
+        EXPECT_EQ(outcome.status, status) << words[0];
     }
 }
 

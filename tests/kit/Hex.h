@@ -15,13 +15,10 @@ inline std::string toHex(const ByteArray& bytes) {
 }
 
 inline ByteArray fromHex(std::string_view hex) {
-    ByteArray bytes;
-    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-        const int number = std::stoi(std::string(hex.substr(i, 2)), nullptr, 16);
-        const auto byte = static_cast<unsigned char>(number);
-        bytes.append(&byte, 1);
-    }
-    return bytes;
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
+        bytes += static_cast<char>(std::stoi(std::string(hex.substr(i, 2)), nullptr, 16));
+    return {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()};
 }
 
 }  // namespace kit
