@@ -107,7 +107,7 @@ TEST_F(CommandLine, EachLineIsOneJob) {
 }
 
 TEST_F(CommandLine, JobsAreAnyBytesUnderAnyLocale) {
-    const std::string odd = write("c\xED\xA0\x80\x01\xFF.jpg", still);
+    const std::string odd = write("c\xED\xA0\x80\x01\xFF\xE0\x81\x81\xF4\x90\x80\x80.jpg", still);
     // The characters of a line count, not their bytes; what does not fit is another job.
     std::string accents;
     for (int i = 0; i < 4095; ++i)

@@ -48,6 +48,8 @@ TEST(YawStabilizer, ATurnGrowsWhenLockedAndSettlesOtherwise) {
     const auto reversed = yawsOf(gyro, framesOf(3000, {0, 0, -1000, 0}), true, true);
     EXPECT_NEAR(locked[450], -0.0033 * 450, 1e-3);
     EXPECT_NEAR(reversed[450], -locked[450], 1e-6);
+    const auto onItsSide = yawsOf(gyroOf(900, 0.1F, 0, 0), framesOf(3000, {1000, 0, 0, 0}), true);
+    EXPECT_NEAR(onItsSide[100], 0.0033 * 100, 1e-3);
     // The lag of a first-order high-pass: rate times time constant. Past half a turn, unwrapped.
     EXPECT_NEAR(normal[2000], -0.0033 * 30 / (2 * M_PI * 0.1), 2e-3);
     for (std::size_t k = 1; k < normal.size(); ++k)
