@@ -60,13 +60,11 @@ TEST(MovieView, HidesUserDataWhereverAReadBegins) {
     const OpenedMovie opened(movie);
     opened.movie.open([&](WEKU::FileIO& file) {
         const MovieView view(opened.movie, file);
+        // From each place, so that a read may begin or end within a type.
         for (std::size_t at = 0; at <= movie.size(); ++at) {
-            for (std::size_t count = 1; count < 12; ++count) {
-                std::string bytes(count, '?');
-                const auto got =
-                    view.readAt(at, reinterpret_cast<unsigned char*>(bytes.data()), count);
-                ASSERT_EQ(bytes.substr(0, got), shown.substr(at, count)) << at;
-            }
+            std::string bytes(7, '?');
+            bytes.resize(view.readAt(at, reinterpret_cast<unsigned char*>(bytes.data()), 7));
+            ASSERT_EQ(bytes, shown.substr(at, 7)) << at;
         }
     });
 }
