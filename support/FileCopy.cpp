@@ -49,8 +49,10 @@ std::uint64_t FileIO::copyBySystem(FileIO& destination, std::uint64_t count) {
         if (n <= 0) break;
         if (static_cast<std::uint64_t>(n) == piece) {
             ::sync_file_range(destination.descriptor, to - n, n, SYNC_FILE_RANGE_WRITE);
-            // From the start, because what is held in larger units than a page goes in those.
-            if (!reused) ::posix_fadvise(descriptor, 0, from, POSIX_FADV_DONTNEED);
+            // From a piece further back, because a unit of the cache, which may be megabytes, goes
+            // as a whole or not at all.
+            const off_t first = std::max<off_t>(0, from - 2 * n);
+            if (!reused) ::posix_fadvise(descriptor, first, from - first, POSIX_FADV_DONTNEED);
         }
         position += static_cast<std::uint64_t>(n);
         destination.position += static_cast<std::uint64_t>(n);
@@ -84,8 +86,7 @@ void FileIO::expectNoReuse() {
     // What was written lately may not be on the disk yet, and dropping it would send it there, for
     // nothing: the system does so within half a minute.
     constexpr std::int64_t restSeconds = 60;
-    const std::int64_t now = std::time(nullptr);
-    reused = now - stamp().changedSeconds < restSeconds;
+    reused = stamp().changedSeconds > std::time(nullptr) - restSeconds;
 }
 
 bool FileIO::copyAll(FileIO& destination, std::uint64_t count) {
