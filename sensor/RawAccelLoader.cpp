@@ -59,9 +59,13 @@ bool AccelSensorStreamEmbed::load(int /*unused*/, WEKU::FileIO& file, bool filte
 
     if (filter) {
         WEKU::Console::out(L"filtering acc.\n");
-        const std::jthread x(filterAxis, std::ref(infos), &Info::x);
-        const std::jthread y(filterAxis, std::ref(infos), &Info::y);
-        const std::jthread z(filterAxis, std::ref(infos), &Info::z);
+        const auto filterAs = [this, &sink = WEKU::Console::sink()](Axis axis) {
+            const WEKU::Console::Redirect callersSink(sink);
+            filterAxis(infos, axis);
+        };
+        const std::jthread x(filterAs, &Info::x);
+        const std::jthread y(filterAs, &Info::y);
+        const std::jthread z(filterAs, &Info::z);
     }
     return finishLoad();
 }

@@ -3,18 +3,20 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cwchar>
 #include <string>
+#include <utility>
 
 #include "support/WideText.h"
 
 namespace WEKU::Console {
 namespace {
 
-bool abandoned = false;
+std::atomic<bool> abandoned = false;
 
 /// A reader that went away or a full disk leaves nobody to tell; the rest of the text is dropped.
 void writeAll(int descriptor, std::string_view bytes) {
@@ -29,6 +31,17 @@ void writeAll(int descriptor, std::string_view bytes) {
         }
     }
 }
+
+class Descriptors final : public Sink {
+  public:
+    void write(std::string_view bytes) override { writeAll(STDOUT_FILENO, bytes); }
+    void warn(std::string_view line) override {
+        writeAll(STDERR_FILENO, std::string("Sondex: ").append(line).append("\n"));
+    }
+};
+
+/// Null while the thread prints on the process's descriptors.
+thread_local Sink* redirected = nullptr;
 
 std::wstring formatWide(const wchar_t* format, std::va_list arguments) {
     // vswprintf reports a short buffer as a failure without a length, hence the growing tries.
@@ -60,12 +73,23 @@ std::string formatNarrow(const char* format, std::va_list arguments) {
 
 }  // namespace
 
+Sink& sink() {
+    static Descriptors descriptors;
+    return redirected != nullptr ? *redirected : descriptors;
+}
+
+Redirect::Redirect(Sink& to) : before(std::exchange(redirected, &to)) {}
+
+Redirect::~Redirect() {
+    redirected = before;
+}
+
 void out(const wchar_t* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
     const std::wstring text = formatWide(format, arguments);
     va_end(arguments);
-    writeAll(STDOUT_FILENO, wchar::narrow(text));
+    sink().write(wchar::narrow(text));
 }
 
 void outBytes(const char* format, ...) {
@@ -73,7 +97,7 @@ void outBytes(const char* format, ...) {
     va_start(arguments, format);
     const std::string text = formatNarrow(format, arguments);
     va_end(arguments);
-    writeAll(STDOUT_FILENO, text);
+    sink().write(text);
 }
 
 bool isAbandoned() {
@@ -85,7 +109,7 @@ void warn(const char* format, ...) {
     va_start(arguments, format);
     const std::string text = formatNarrow(format, arguments);
     va_end(arguments);
-    writeAll(STDERR_FILENO, "Sondex: " + text + "\n");
+    sink().warn(text);
 }
 
 void dump(const wchar_t* format, const unsigned char* bytes, std::size_t count) {
@@ -97,7 +121,7 @@ void dump(const wchar_t* format, const unsigned char* bytes, std::size_t count) 
         text += {' ', digits[bytes[i] >> 4], digits[bytes[i] & 15]};
     }
     text += '\n';
-    writeAll(STDOUT_FILENO, text);
+    sink().write(text);
 }
 
 void init_locale() {}

@@ -3,22 +3,48 @@
 #include <cstddef>
 #include <string_view>
 
-/// Console output. Standard output is read by programs, so everything that goes there passes
-/// through one byte sink: narrow and wide printing never mix in a C stream, and every call leaves
-/// in one write, complete when the call returns.
+/// Console output. Everything that is printed goes through the running thread's sink, one call of
+/// the sink a call of these functions; without a sink of its own a thread prints on the process's
+/// standard output, which programs read, and on standard error. Narrow and wide printing never
+/// mix in a C stream, and what is printed has left when the call returns.
 namespace WEKU::Console {
 
-/// Prints a wide printf format to standard output. Wide strings (%ls) leave as UTF-8, their
+/// Where a thread's lines go.
+class Sink {
+  public:
+    virtual ~Sink() = default;
+    /// Takes bytes for standard output as they come: part of a line, a line or several.
+    virtual void write(std::string_view bytes) = 0;
+    /// Takes one line for people, without the program's name ahead and the line feed behind it.
+    virtual void warn(std::string_view line) = 0;
+};
+
+/// The running thread's sink. A thread that works for another begins by taking over its sink.
+Sink& sink();
+
+/// Sends what this thread prints to another sink for as long as it lives. Scopes nest.
+class Redirect {
+  public:
+    explicit Redirect(Sink& to);
+    ~Redirect();
+    Redirect(const Redirect&) = delete;
+    Redirect& operator=(const Redirect&) = delete;
+
+  private:
+    Sink* before;
+};
+
+/// Prints a wide printf format to the sink. Wide strings (%ls) leave as UTF-8, their
 /// escaped bytes as the bytes they stand for; the caller's locale plays no part.
 void out(const wchar_t* format, ...);
 
-/// Prints a narrow printf format to standard output; bytes of %s pass unchanged.
+/// Prints a narrow printf format to the sink; bytes of %s pass unchanged.
 [[gnu::format(printf, 1, 2)]] void outBytes(const char* format, ...);
 
 /// True once nobody reads standard output any more, so that further work would be for nobody.
 bool isAbandoned();
 
-/// Prints one line of our own on standard error: "Sondex: ", the text and a line feed.
+/// Prints one line of our own: on standard error "Sondex: ", the text and a line feed.
 [[gnu::format(printf, 1, 2)]] void warn(const char* format, ...);
 
 /// Prints the format with the pointer and the count as its arguments, then every byte as
