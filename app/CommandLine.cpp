@@ -11,6 +11,7 @@
 #include "app/JobLine.h"
 #include "app/MetaReader.h"
 #include "app/SensorDump.h"
+#include "mp4/AVCC.h"
 #include "mp4/FourCC.h"
 #include "support/Console.h"
 #include "support/LineInput.h"
@@ -62,6 +63,16 @@ void printBoxes(const MetaReader& reader) {
     out(L"%ls\n", WEKU::wchar::mbs2wcs(reader.probe.xmp).c_str());
 }
 
+/// Whether the movie, which an edit reads again when it is done, now has the flag in its first
+/// parameter set.
+bool showsFlag(const MP4::Container& movie) {
+    unsigned char profile = 0;
+    bool flag = false, fullRange = false;
+    const auto* avcC = movie.first<MP4::AVCC>("moov.trak.mdia.minf.stbl.stsd.avc1.avcC");
+    return avcC != nullptr &&
+           avcC->get_profile_idc_and_constrained_set1_flag(profile, flag, fullRange) && flag;
+}
+
 /// Sets the flag in a movie whose parameter set allows and needs it, and reads the movie again;
 /// else tells why not. Returns whether the movie still reads well.
 bool setFlag(MetaReader& reader) {
@@ -71,7 +82,7 @@ bool setFlag(MetaReader& reader) {
             !movie.appendFullRangeAndConstrainedSet1Flag(reader.fullRange)) {
             return true;
         }
-        out(L"set constrained_set1_flag to 1.\n");
+        if (showsFlag(movie)) out(L"set constrained_set1_flag to 1.\n");
         return reader.parse(std::wstring(reader.inputPath));
     }
     if (reader.constrained_set1_flag) out(L"constrained_set1_flag = %d, not 0.\n", 1);

@@ -1,5 +1,7 @@
 #include "h264/AvcFlagPatch.h"
 
+#include <algorithm>
+
 #include "h264/SequenceParameterSet.h"
 #include "support/Failure.h"
 
@@ -10,9 +12,14 @@ namespace {
 constexpr std::uint8_t kBaseline = 66;
 constexpr std::uint8_t kConstraintSet1 = 0x40;  ///< In the byte behind the profile.
 
-/// Looks at the byte alone: a set of another profile need not be one that can be parsed.
+// Both look at the bytes alone: a set of another profile need not be one that can be parsed.
+
 bool isBaseline(const ByteArray& nalUnit) {
     return nalUnit.length() > 1 && nalUnit.data()[1] == kBaseline;
+}
+
+bool statesConstraintSet1(const ByteArray& nalUnit) {
+    return nalUnit.length() > 2 && (nalUnit.data()[2] & kConstraintSet1) != 0;
 }
 
 void patch(ByteArray& nalUnit, bool fullRange) {
@@ -40,10 +47,15 @@ AvcFlags flagsOfFirstSet(const AvcRecord& record) {
 ByteArray setConstraintSet1AndFullRange(const ByteArray& payload, bool fullRange) {
     AvcRecord record;
     record.parse(payload);
-    if (record.profileIndication != kBaseline) return payload;
-    record.profileCompatibility |= kConstraintSet1;
-    for (ByteArray& nalUnit : record.sequenceParameterSets) {
+    auto& sets = record.sequenceParameterSets;
+    // What decides are the sets: a record may name another profile that its sets conform to.
+    if (std::none_of(sets.begin(), sets.end(), isBaseline)) return payload;
+    for (ByteArray& nalUnit : sets) {
         if (isBaseline(nalUnit)) patch(nalUnit, fullRange);
+    }
+    // A record may claim no more than all of its sets do.
+    if (std::all_of(sets.begin(), sets.end(), statesConstraintSet1)) {
+        record.profileCompatibility |= kConstraintSet1;
     }
     return record.write();
 }

@@ -15,13 +15,18 @@ namespace H264 {
 /// the standard infers where it names a constant, else 0.
 struct SequenceParameterSet {
     /// Replaces all elements by those of a whole NAL unit, emulation prevention bytes included.
-    /// Throws a WEKU::Failure where it ends early, holds what the standard forbids, or could not
-    /// be given back to the byte; the elements are then unspecified.
+    /// Throws a WEKU::Failure where it ends early or holds what the standard forbids; the elements
+    /// are then unspecified. What a decoder does not mind is no failure: see `untidy`.
     void parse(const ByteArray& nalUnit);
 
     /// The NAL unit: for an unchanged set the very bytes that were parsed. Throws a WEKU::Failure
-    /// for elements that the syntax cannot carry.
+    /// for elements that the syntax cannot carry, and for an untidy set.
     ByteArray write() const;
+
+    /// The elements are good, but the unit that was parsed ends without a stop bit, has ones in
+    /// its padding or emulation prevention bytes where none belong. Nobody can tell what its writer
+    /// meant by them, so it is not written anew.
+    bool untidy = false;
 
     std::uint8_t nal_ref_idc = 3;
 

@@ -175,14 +175,13 @@ void sequenceParameterSetDataSyntax(Code& code, Sps& sps) {
     if (sps.vui_parameters_present_flag) vuiSyntax(code, sps.vui);
 }
 
-/// 7.3.1 and 7.3.2.11 around the set; the padding behind the stop bit is zeros.
+/// 7.3.1 ahead of the set. What ends a NAL unit (7.3.2.11) is not here: a reader needs none of it.
 template <class Code, class Sps>
 void nalUnitSyntax(Code& code, Sps& sps) {
     code.f(1, 0, "forbidden_zero_bit is 1");
     code.u(2, sps.nal_ref_idc);
     code.f(5, 7, "the NAL unit is not a sequence parameter set");
     sequenceParameterSetDataSyntax(code, sps);
-    code.f(1, 1, "rbsp_stop_one_bit is 0");
 }
 
 }  // namespace H264

@@ -104,6 +104,9 @@ bool Container::appendFullRangeAndConstrainedSet1Flag(bool fullRange) {
         H264::AvcRecord record;
         record.parse(firstRecord->bytes());
         const H264::AvcFlags before = H264::flagsOfFirstSet(record);
+        if (before.profile_idc != 66 && !before.constraint_set1_flag) {
+            throw WEKU::Failure("the first parameter set is not of the baseline profile");
+        }
         const std::vector<Change> changes = changesOf(*this, fullRange);
         WEKU::Console::out(
             L"Container::appendFullRangeAndConstrainedSet1Flag: %d - %d, constrained_set1_flag:  "

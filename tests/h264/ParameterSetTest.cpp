@@ -44,8 +44,6 @@ TEST(ParameterSet, SamplesAreUnderstoodAndAnyDamageThrowsOrRoundTrips) {
 TEST(ParameterSet, RefusesWhatTheStandardForbids) {
     const std::pair<const char*, const char*> sets[] = {
         {"e742000dda0507e4", "forbidden_zero_bit is 1"},
-        {"6742000dda0507e0", "rbsp_stop_one_bit is 0"},
-        {"6742000dda0507e6", "emulation prevention or alignment bits are not the standard's"},
         {"6742000d0000000080", "an Exp-Golomb code is longer than 63 bits"},
         {"6742000dd3008080", "num_ref_frames_in_pic_order_cnt_cycle exceeds 255"},
         {"6764000d94", "chroma_format_idc exceeds 3"},
@@ -56,6 +54,16 @@ TEST(ParameterSet, RefusesWhatTheStandardForbids) {
         EXPECT_EQ(failureOf([h = hex] { parsed<SequenceParameterSet>(fromHex(h)); }), text) << hex;
 }
 
+TEST(ParameterSet, ReadsWhatIsUntidyAndWritesItNot) {
+    // A missing stop bit, a one behind it, an emulation byte ahead of a byte that needs none.
+    for (const char* hex : {"6742000dda0507e0", "6742000dda0507e6", "6742000003da0507e4"}) {
+        const auto set = parsed<SequenceParameterSet>(fromHex(hex));
+        EXPECT_EQ(set.profile_idc, 66) << hex;
+        EXPECT_EQ(set.pic_width_in_mbs_minus1, 19) << hex;
+        EXPECT_NE(failureOf([&] { set.write(); }).find("not the standard's"), std::string::npos);
+    }
+}
+
 TEST(AvcFlagPatch, AddsTheStandardsBitsAndLeavesOtherProfilesAlone) {
     // One VUI flag, and the VUI: 001, format 101, full range, 0 to the end.
     const ByteArray patched =
@@ -64,7 +72,20 @@ TEST(AvcFlagPatch, AddsTheStandardsBitsAndLeavesOtherProfilesAlone) {
     EXPECT_EQ(toHex(record.sequenceParameterSets[0]), "6742400dda0507e9b010");
     EXPECT_EQ(record.profileCompatibility, 0x40);
 
-    const ByteArray main = fromHex("014d000dffe100026742010002688b");
+    // A set decides by itself, whatever the record names; the record claims what all sets do.
+    auto mixed = record;
+    mixed.profileIndication = 88;
+    mixed.profileCompatibility = 0;
+    mixed.sequenceParameterSets = {fromHex("6742000dda0507e4"), fromHex("674d000dda0507e4")};
+    for (const int compatibility : {0, 0x40}) {
+        const auto set =
+            parsed<AvcRecord>(H264::setConstraintSet1AndFullRange(mixed.write(), true));
+        EXPECT_EQ(toHex(set.sequenceParameterSets[0]), "6742400dda0507e9b010");
+        EXPECT_EQ(set.profileCompatibility, compatibility);
+        mixed.sequenceParameterSets.pop_back();
+    }
+
+    const ByteArray main = fromHex("0142000dffe10002674d010002688b");
     EXPECT_EQ(H264::setConstraintSet1AndFullRange(main, true), main);
 
     auto large = parsed<SequenceParameterSet>(fromHex("6742000dda0507e4"));
