@@ -36,7 +36,7 @@ TEST(FlagPatch, EveryWayKeepsTheFrames) {
 
             std::string before = readFile(name);
             // The set decides, not the profile that the record names for it.
-            if (fullRange) before.replace(before.find("avcC\x01\x42") + 5, 1, "\x58");
+            if (fullRange) before[before.find("avcC\x01\x42") + 5] = 88;
             folder.write("m.mp4", before);
             const std::string hashes = frames(name);
             const Outcome patched = runSondex({"-set1", path});
