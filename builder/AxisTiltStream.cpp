@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
+#include <new>
 
 #include "support/Console.h"
 #include "support/Endian.h"
@@ -88,7 +88,8 @@ unsigned char* AxisTiltStream::convert(const unsigned char* stream, std::uint64_
         reportLength(L"Not enough length for V1. required %ld.\n", required);
         return nullptr;
     }
-    auto* const converted = new unsigned char[lengthOf(samples)]();
+    auto* const converted = new (std::nothrow) unsigned char[lengthOf(samples)]();
+    if (converted == nullptr) return nullptr;
     length = lengthOf(samples);
     WEKU::storeBig(converted, std::uint16_t{2});
     std::memcpy(converted + 2, stream + 2, 10);
@@ -117,17 +118,8 @@ std::uint64_t AxisTiltStream::trim(unsigned char*& stream, std::uint64_t length,
     const std::uint32_t kept = std::min(samples - start, count);
     if (kept == 0) return 0;
 
-    // Deliberate: the length follows the count asked for, not the count kept. That many bytes are
-    // then written out, so the array has to have them.
-    const std::uint64_t newLength = lengthOf(count);
-    unsigned char* target = stream;
-    if (newLength > length) {
-        target = new unsigned char[newLength]();
-        std::memcpy(target, stream, headerLength);
-    }
-    std::memmove(target + headerLength, stream + lengthOf(start), recordLength * kept);
-    WEKU::storeBig(target + countOffset, kept);
-    if (target != stream) delete[] stream;
-    stream = target;
-    return newLength;
+    std::memmove(stream + headerLength, stream + lengthOf(start), recordLength * kept);
+    WEKU::storeBig(stream + countOffset, kept);
+    // Deliberate: the length follows the count asked for, not the count kept.
+    return lengthOf(count);
 }

@@ -44,15 +44,16 @@ class AxisTiltStream {
     [[nodiscard]] unsigned char* toBinary(std::uint64_t& length) const;
 
     /// Turns a version-1 stream into a new version-2 one, which the caller frees with delete[],
-    /// and `length` into its length. Null, after a console line, when the length is not the one
-    /// that the header announces.
+    /// and `length` into its length. Null when the length is not the one that the header announces
+    /// (after a console line) or there is no memory for it.
     [[nodiscard]] static unsigned char* convert(const unsigned char* stream, std::uint64_t& length);
 
-    /// Cuts a stream (from new[]) down to `count` samples from `start` on; version 1 is converted
-    /// first, which replaces the array. Returns the new length, or 0 on failure: a malformed stream
-    /// (after a console line) or nothing left from `start` on. The length follows the count asked
-    /// for, even where fewer samples remain and the header says so; an array that is shorter is
-    /// replaced by one with zeros at its end, so that as many bytes can be written.
+    /// Cuts a stream (from new[]) down to `count` samples from `start` on, in place; version 1 is
+    /// converted first, which replaces the array. Returns the new length, or 0 on failure: a
+    /// malformed stream (after a console line) or nothing left from `start` on. Never throws.
+    /// The length follows the count asked for, even where fewer samples remain and the header says
+    /// so. The array does not grow by that: a caller that writes so many bytes takes those behind
+    /// the samples that were there before from elsewhere (zeros will do).
     [[nodiscard]] static std::uint64_t trim(unsigned char*& stream, std::uint64_t length,
                                             std::uint32_t start, std::uint32_t count);
 };

@@ -19,7 +19,7 @@ std::string binaryOf(const AxisTiltStream& stream) {
 }
 
 /// What `trim` makes of a stream of this version and length, whose samples bear their number in
-/// every byte; empty when it fails.
+/// every byte: the length and, as far as the header counts them, the bytes. Empty when it fails.
 std::string trimmed(int version, unsigned samples, std::uint64_t length, std::uint32_t start,
                     std::uint32_t count) {
     std::string bytes = kit::u16(static_cast<unsigned>(version)) + kit::u16(0x1234) +
@@ -29,9 +29,12 @@ std::string trimmed(int version, unsigned samples, std::uint64_t length, std::ui
         bytes += std::string(version == 1 ? 12 : 16, static_cast<char>(i));
     auto* stream = new unsigned char[bytes.size()];
     std::copy(bytes.begin(), bytes.end(), stream);
+    const unsigned char* const given = stream;
     const std::uint64_t result = AxisTiltStream::trim(stream, length, start, count);
     const std::unique_ptr<unsigned char[]> owner(stream);
-    return kit::toHex({stream, result});
+    EXPECT_TRUE(version == 1 || stream == given);
+    if (result == 0) return {};
+    return std::to_string(result) + ":" + kit::toHex({stream, 32U + 16U * stream[7]});
 }
 
 std::string sample(char number) {
@@ -61,10 +64,10 @@ TEST(AxisTiltStream, WritesWholeDegreesBehindItsHeader) {
 }
 
 TEST(AxisTiltStream, TrimsToTheLengthAskedFor) {
-    EXPECT_EQ(trimmed(2, 5, 112, 4, 1), one + sample('5'));
-    EXPECT_EQ(trimmed(2, 2, 64, 1, 3), one + sample('2') + std::string(64, '0'));
+    EXPECT_EQ(trimmed(2, 5, 112, 4, 1), "48:" + one + sample('5'));
+    EXPECT_EQ(trimmed(2, 2, 64, 1, UINT32_MAX), "68719476752:" + one + sample('2'));
     // Version 1 has no compass; it is converted on the way.
-    EXPECT_EQ(trimmed(1, 3, 52, 2, 1), one + sample('3').substr(8) + "00000000");
+    EXPECT_EQ(trimmed(1, 3, 52, 2, 1), "48:" + one + sample('3').substr(8) + "00000000");
     for (const std::uint32_t start : {5U, 6U, UINT32_MAX})
         EXPECT_EQ(trimmed(2, 5, 112, start, 1), "");
     EXPECT_EQ(trimmed(2, 5, 112, 0, 0), "");
