@@ -65,6 +65,14 @@ bool checkHeader(const StreamHeader& header, const char* name, std::uint32_t uni
     return true;
 }
 
+/// Whether the box has room for its header; one that has not prints its line.
+bool holdsHeader(const MP4::BOX& box, const char* name) {
+    if (box.size() >= headerEnd) return true;
+    out(L"%ls: Not enough length. except less than %u, but %u.\n",
+        WEKU::wchar::mbs2wcs(name).c_str(), headerEnd, static_cast<unsigned>(box.size()));
+    return false;
+}
+
 std::vector<const MP4::BOX*> boxesNamed(const MP4::Container& movie, const char* name) {
     std::vector<const MP4::BOX*> boxes;
     movie.find((std::string("moov.udta.") + name).c_str(), [&](MP4::BOX& box) {
@@ -112,8 +120,17 @@ void appendRecords(MP4::BinFile& file, const StreamHeader& header, std::vector<T
         if (foreign) std::for_each(records.data() + before, records.data() + before + rows, swap);
     };
     const std::uint64_t held = file.takeRows(sizeof(T), header.count, decode);
-    records.resize(records.size() +
-                   MP4::ParseBudget::draw(file.budget.rowsBeyondFile, header.count - held));
+    const std::uint64_t beyond =
+        MP4::ParseBudget::draw(file.budget.rowsBeyondFile, header.count - held);
+    // A record that the end of the file cuts keeps what is there.
+    unsigned char cut[sizeof(T)] = {};
+    if (beyond > 0 && file.fileLength() - file.tell() < sizeof(T)) {
+        file.readAt(file.tell(), cut, sizeof(T));
+        decode(cut, 1);
+        records.resize(records.size() + beyond - 1);
+    } else {
+        records.resize(records.size() + beyond);
+    }
 }
 
 std::int16_t swapped(std::int16_t value) {
@@ -156,26 +173,29 @@ void AccelSensorStreamEmbed::loadM29_KDTx(const MP4::Container& movie, const cha
     records.clear();
     rate = 0;
     const std::vector<const MP4::BOX*> boxes = boxesNamed(movie, name);
-    if (boxes.empty()) return;
-    movie.open([&](WEKU::FileIO& opened) {
-        MP4::BinFile file(opened);
-        file.budget = {.payloadBytes = recordBytes(movie, name, file.fileLength())};
-        for (const MP4::BOX* box : boxes) {
-            if (box->size() < headerEnd) {
-                out(L"%ls: Not enough length. except less than %u, but %u.\n",
-                    WEKU::wchar::mbs2wcs(name).c_str(), headerEnd,
-                    static_cast<unsigned>(box->size()));
-                continue;
+    const auto read = [&](MP4::BinFile& file, const MP4::BOX& box) {
+        unsigned char bytes[headerEnd - 8] = {};
+        file.readAt(box.start + 8, bytes, sizeof bytes);
+        const StreamHeader header(bytes);
+        if (!checkHeader(header, name, sizeof(T), box.size())) return;
+        rate = header.rate;
+        file.moveTo(box.start + headerEnd);
+        appendRecords(file, header, records, swap);
+    };
+    // The file is opened for the first box that needs it and stays open for the others; as long as
+    // it does not open, each box tries and says so.
+    for (auto next = boxes.begin(); next != boxes.end(); ++next) {
+        if (!holdsHeader(**next, name)) continue;
+        const bool opened = movie.open([&](WEKU::FileIO& handle) {
+            MP4::BinFile file(handle);
+            file.budget = {.payloadBytes = recordBytes(movie, name, file.fileLength())};
+            read(file, **next);
+            while (++next != boxes.end()) {
+                if (holdsHeader(**next, name)) read(file, **next);
             }
-            unsigned char bytes[headerEnd - 8] = {};
-            file.readAt(box->start + 8, bytes, sizeof bytes);
-            const StreamHeader header(bytes);
-            if (!checkHeader(header, name, sizeof(T), box->size())) continue;
-            rate = header.rate;
-            file.moveTo(box->start + headerEnd);
-            appendRecords(file, header, records, swap);
-        }
-    });
+        });
+        if (opened) return;
+    }
 }
 
 void AccelSensorStreamEmbed::loadM29_KDTB(const MP4::Container& movie, std::vector<Gyro>& samples,

@@ -115,17 +115,17 @@ void YawStabilizer::generate(const std::vector<Gyro>& gyro,
                              MetaBuilder::CAMERA_VERSION version) {
     constexpr double jump = 5 * pi / 3;
     const Config config(version);
-    yaws.clear();
-    yaws.reserve(accel.size());
+    if (accel.empty()) return;
     const double timeConstant = sensorRate / (2 * pi * config.cutoffHz);  // in frame records
     const double sign = reversed ? -1 : 1;
     GyroReference reference(gyro, config.gyroDelay);
     std::uint64_t previousTime = 0;
     double first = 0, previousRaw = 0, offset = 0, accumulator = 0;
     for (const TopBottomCorrection& sample : accel) {
-        if (!yaws.empty()) reference.advance(sample.timestamp, previousTime);
+        const bool isFirst = &sample == &accel.front();
+        if (!isFirst) reference.advance(sample.timestamp, previousTime);
         const double raw = rawYaw(sample, sign, reference.direction);
-        if (yaws.empty()) first = raw;
+        if (isFirst) first = raw;
 
         const double step = raw - previousRaw;
         if (step > jump) {

@@ -32,7 +32,8 @@ class YawStabilizer {
     bool init(const MP4::Container& movie, VideoStabilizationMode::MODE mode, int frameRate,
               bool reversed, MetaBuilder::CAMERA_VERSION version);
 
-    /// Replaces `yaws` by the angles for the accelerometer's records. `sensorRate` must be set.
+    /// Appends to `yaws` the angles for the accelerometer's records, the first of which is where
+    /// the turn begins. `sensorRate` must be set.
     void generate(const std::vector<Gyro>& gyro, const std::vector<TopBottomCorrection>& accel,
                   std::uint16_t gyroRate, bool lockDirection, bool reversed,
                   MetaBuilder::CAMERA_VERSION version);

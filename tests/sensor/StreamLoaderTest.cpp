@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "sensor/AccelSensorStreamEmbed.h"
+#include "support/WideText.h"
 #include "tests/kit/BoxBuilder.h"
 #include "tests/kit/SensorBoxes.h"
 
@@ -95,6 +96,29 @@ TEST(StreamLoader, MalformedHeadersPrintTheirLines) {
                                         streamBox("KDTB", two, {.bigEndian = true, .rate = 9}));
     EXPECT_EQ(joined.rows.size(), 4U);
     EXPECT_EQ(joined.rate, 9);
+    // Of a file that went away, each box says so; one that is too short needs no file.
+    const OpenedMovie gone(
+        sensorMovie(streamBox("KDTB", two) + box("KDTB") + streamBox("KDTB", two)));
+    WEKU::FileIO::unlink(gone.path);
+    const std::string line = "open(" + WEKU::wchar::narrow(gone.path) + ", 'r') failed.\n";
+    std::vector<Streams::Gyro> none;
+    std::uint16_t rate = 0;
+    EXPECT_EQ(captureOutput([&] { Streams::loadM29_KDTB(gone.movie, none, rate); }),
+              line + "KDTB: Not enough length. except less than 24, but 8.\n" + line);
+}
+
+TEST(StreamLoader, ARecordThatTheFileCutsKeepsWhatIsThere) {
+    for (const bool big : {false, true}) {
+        const std::vector<unsigned long long> times = {0x0102030405060708, 0x1112131415161718};
+        std::string bytes = sensorMovie(streamBox("KDTG", times, {.bigEndian = big}));
+        bytes.resize(bytes.size() - 3);
+        const OpenedMovie opened(bytes);
+        std::vector<unsigned long long> loaded;
+        std::uint16_t rate = 0;
+        Streams::loadM30_KDTG(opened.movie, loaded, rate);
+        const unsigned long long cut = big ? 0x1112131415000000 : 0x1415161718;
+        EXPECT_EQ(loaded, (std::vector<unsigned long long>{times[0], cut}));
+    }
 }
 
 TEST(StreamLoader, CountsBeyondTheFileStayInProportion) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "tests/kit/SensorBoxes.h"
@@ -33,8 +34,16 @@ std::vector<float> yawsOf(const std::vector<Gyro>& gyro, const std::vector<Accel
                           bool lock = false, bool reversed = false) {
     YawStabilizer yaw;
     yaw.sensorRate = 30;
-    yaw.generate(gyro, frames, 200, lock, reversed, MetaBuilder::CAMERA_Q7);
-    return yaw.yaws;
+    const auto generate = [&] {
+        yaw.generate(gyro, frames, 200, lock, reversed, MetaBuilder::CAMERA_Q7);
+    };
+    generate();
+    // Angles append, and each series begins anew.
+    const std::vector<float> once = yaw.yaws;
+    generate();
+    EXPECT_EQ(yaw.yaws.size(), 2 * once.size());
+    EXPECT_TRUE(std::equal(once.begin(), once.end(), yaw.yaws.end() - std::ssize(once)));
+    return once;
 }
 
 }  // namespace
