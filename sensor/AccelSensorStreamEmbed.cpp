@@ -48,6 +48,7 @@ bool AccelSensorStreamEmbed::loadM29(const MP4::Container& movie, int newFrameRa
     infos.reserve(accel.size());
     for (std::size_t k = 0; static_cast<std::int64_t>(k) < count; ++k) {
         const TopBottomCorrection& sample = accel[k];
+        // From the sensor frame into the camera frame.
         TAccelSensorInfo info{.x = negated(sample.x),
                               .y = negated(sample.z),
                               .z = negated(sample.y),

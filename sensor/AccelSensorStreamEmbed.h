@@ -11,6 +11,11 @@
 
 /// The motion-sensor streams of a movie: loaders of the sensor boxes, and the list of one
 /// accelerometer entry per frame with the orientation that follows from it.
+///
+/// M29 and M30 are two generations of the camera's firmware. What M29 wrote (gyro, compass,
+/// accelerometer) is read as stored; M30 added the time of every video frame, onto which the
+/// accelerometer is then brought. Nobody needs to know which wrote a movie: without frame times the
+/// M30 loader does what the M29 one does.
 class AccelSensorStreamEmbed {
   public:
     using Gyro = SensorRecords::Gyro;
@@ -39,6 +44,7 @@ class AccelSensorStreamEmbed {
                                        std::uint16_t& rate);
 
     /// Fills `infos` from the movie's compass and accelerometer and detects a reversed mounting.
+    /// Deliberate: the two streams are paired by index, not by time.
     /// `newFrameRate` is 15 or 30. False when the streams do not suffice.
     bool loadM29(const MP4::Container& movie, int newFrameRate);
     /// The same from a raw accelerometer file at its position; with `filter` every axis is
@@ -55,7 +61,15 @@ class AccelSensorStreamEmbed {
     static void calcOrientation(TAccelSensorInfo& info, const Ecompass& compass);
     /// Judge from `infos` whether the camera was held upside down, and whether its front was
     /// reversed. Each prints one line.
+    ///
+    /// An entry's weight for a side is 1 / sin of its angle to the vertical: the nearer, the surer.
+    /// Only weights above 2 count, which are those within 30 degrees; 100000 is what the vertical
+    /// itself weighs. The heavier side wins.
     void detectReverse();
+    /// The front score sums, over all entries, how much of the first axis of the orientation frame
+    /// (below: sensor y, z, x) is left by the turn that levels the entry: 1 for a level camera,
+    /// less than 0 where levelling turns the front away. A sum of 0 or less says that it did,
+    /// which upside down means the opposite.
     void detectReverseFront();
 
     /// The first twelve fields are the header of the raw accelerometer file.
@@ -76,7 +90,7 @@ class AccelSensorStreamEmbed {
 
     bool upDownReversed = false;
     bool frontReversed = false;
-    /// The weights of the entries near the vertical, pointing either way.
+    /// The weights of the entries near the vertical: positive for upside down.
     float positiveScore = 0;
     float negativeScore = 0;
     float frontScore = 0;

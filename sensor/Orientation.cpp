@@ -69,6 +69,7 @@ void AccelSensorStreamEmbed::tiltMatrix0WithAxis(const Vector3& from, const Vect
 
 void AccelSensorStreamEmbed::calcOrientation(TAccelSensorInfo& info, const Ecompass& compass) {
     Matrix3x3 level;
+    // In the camera frame gravity of an upright camera lies along -y.
     tiltMatrix0WithAxis(storedVector(info), {0, -1, 0}, level);
     const Vector3 field{compass.x, compass.y, compass.z};
     const float p = level.rows[0].dot(field);
@@ -110,6 +111,7 @@ void AccelSensorStreamEmbed::detectReverseFront() {
     for (const TAccelSensorInfo& info : infos) {
         const Vector3 v = storedVector(info);
         const float length = v.length();
+        // From the camera frame into the orientation frame: sensor y, z, x.
         const Vector3 u{-v.z / length, -v.y / length, -v.x / length};
         const float d = u.y * vertical.y;
         const Vector3 k = u.cross(vertical).normalized();

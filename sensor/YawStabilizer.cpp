@@ -34,6 +34,7 @@ class GyroReference {
                         .normalized();
     }
 
+    /// Fixed in the world, as the turning camera sees it; in the order z, x, y of the sensor axes.
     Vector direction{0, 0, 1};
 
   private:
@@ -58,7 +59,8 @@ class GyroReference {
     std::size_t cursor = 0;
 };
 
-/// The rotation that levels a frame: its gravity onto the vertical, which `sign` turns round.
+/// The rotation that levels a frame, in the sensor frame: its gravity onto z, which `sign` turns
+/// round.
 WEKU2::Quaternion<double> levelling(const Accel& sample, double sign) {
     const Vector u = Vector{static_cast<double>(sample.x), static_cast<double>(sample.y),
                             static_cast<double>(sample.z)}
@@ -75,7 +77,7 @@ WEKU2::Quaternion<double> levelling(const Accel& sample, double sign) {
 /// The yaw of the reference direction as seen from the levelled camera.
 double rawYaw(const Accel& sample, double sign, const Vector& reference) {
     const WEKU2::Matrix3x3<double> level = levelling(sample, sign).toMatrix();
-    const Vector turned{reference.y, reference.z, reference.x};
+    const Vector turned{reference.y, reference.z, reference.x};  // back into the sensor frame
     return std::atan2(-level.rows[1].dot(turned), level.rows[0].dot(turned));
 }
 

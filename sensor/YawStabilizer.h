@@ -9,8 +9,9 @@
 #include "sensor/VideoStabilizationMode.h"
 
 /// How far the camera has turned about the vertical since the first frame, one angle a frame
-/// record: in the normal mode with the slow part of the turn taken out, so that the view follows
-/// deliberate pans; in lock-direction mode the whole turn.
+/// record. In the normal mode a first-order high-pass takes the slow part of the turn out, so that
+/// the view follows deliberate pans; in lock-direction mode the turn is kept, modulo 2 pi: it jumps
+/// where the camera has turned half way round.
 class YawStabilizer {
   public:
     using Gyro = AccelSensorStreamEmbed::Gyro;
@@ -20,7 +21,8 @@ class YawStabilizer {
     struct Config {
         explicit Config(MetaBuilder::CAMERA_VERSION version);
 
-        /// Corner frequency of the drift filter.
+        /// Corner frequency of the drift filter, a first-order high-pass whose time constant is
+        /// 1 / (2 pi 0.1 Hz) = 1.6 s.
         double cutoffHz = 0.1;
         /// How many gyro samples the gyro look-up stays behind a frame.
         std::int32_t gyroDelay = 6;
