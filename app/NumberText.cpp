@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <iterator>
 
+#include "support/Portability.h"
+
 namespace {
 
 /// Writes the common numbers, those that need no exponent and whose sixth digit is not close to a
@@ -53,8 +55,7 @@ void appendNumber(std::string& text, double value) {
     char digits[32];
     char* end = writePlain(digits, value);
     if (end == nullptr) {
-        end =
-            std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 6).ptr;
+        end = WEKU::writeGeneral(digits, digits + sizeof digits, value);
     }
     text.append(digits, end);
 }

@@ -11,7 +11,7 @@ namespace MP4 {
 using WEKU::Console::out;
 
 std::string fourCCText(FourCC code) {
-    const auto bytes = std::bit_cast<std::array<char, 4>>(code);
+    const auto bytes = WEKU::bitCast<std::array<char, 4>>(code);
     const std::string text(bytes.data(), bytes.size());
     return text.substr(0, text.find('\0'));
 }

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <string>
+
+#include "support/Portability.h"
 
 namespace MP4 {
 
@@ -12,7 +13,7 @@ namespace MP4 {
 using FourCC = std::uint32_t;
 
 consteval FourCC fourCC(const char (&text)[5]) {
-    return std::bit_cast<FourCC>(std::array<char, 4>{text[0], text[1], text[2], text[3]});
+    return WEKU::bitCast<FourCC>(std::array<char, 4>{text[0], text[1], text[2], text[3]});
 }
 
 /// The code that stands at `bytes`, which holds at least four.

@@ -19,7 +19,8 @@ std::optional<std::string> textBetweenTags(std::string_view text, std::string_vi
         if (found == std::string_view::npos) return std::nullopt;
         text.remove_prefix(found + opening.size());
         const auto lineEnd = std::find_if(text.begin(), text.end(), endsLine);
-        const std::string_view line(text.begin(), lineEnd);
+        const std::string_view line =
+            text.substr(0, static_cast<std::size_t>(lineEnd - text.begin()));
         // With the line's last closing tag, its first opening tag matches or none of it does.
         const std::size_t last = line.rfind(closing);
         if (last != std::string_view::npos && last > 0) {

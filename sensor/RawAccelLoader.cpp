@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <thread>
+#include <future>
 
 #include "sensor/AccelSensorStreamEmbed.h"
 #include "sensor/Filters.h"
@@ -63,9 +63,11 @@ bool AccelSensorStreamEmbed::load(int /*unused*/, WEKU::FileIO& file, bool filte
             const WEKU::Console::Redirect callersSink(sink);
             filterAxis(infos, axis);
         };
-        const std::jthread x(filterAs, &Info::x);
-        const std::jthread y(filterAs, &Info::y);
-        const std::jthread z(filterAs, &Info::z);
+        // Where there are no threads, an axis is filtered when its result is asked for.
+        std::future<void> axes[] = {std::async(filterAs, &Info::x), std::async(filterAs, &Info::y),
+                                    std::async(filterAs, &Info::z)};
+        for (std::future<void>& axis : axes)
+            axis.get();
     }
     return finishLoad();
 }

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -9,6 +8,7 @@
 #include "support/Console.h"
 #include "support/Endian.h"
 #include "support/LargePages.h"
+#include "support/Portability.h"
 #include "support/Truncate.h"
 #include "support/WideText.h"
 
@@ -138,7 +138,7 @@ std::int16_t swapped(std::int16_t value) {
 }
 
 float swapped(float value) {
-    return std::bit_cast<float>(WEKU::byteSwap(std::bit_cast<std::uint32_t>(value)));
+    return WEKU::bitCast<float>(WEKU::byteSwap(WEKU::bitCast<std::uint32_t>(value)));
 }
 
 template <class T>

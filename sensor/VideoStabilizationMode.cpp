@@ -1,8 +1,8 @@
 #include "sensor/VideoStabilizationMode.h"
 
 #include <array>
-#include <charconv>
 
+#include "support/Portability.h"
 #include "support/WideText.h"
 
 namespace {
@@ -63,9 +63,8 @@ void VideoStabilizationMode::to_s(std::wstring& text) const {
     std::string words = std::string("yaw:") + nameOf(yaw, "UNDEF") + ",image:";
     if (image == 1) {
         std::array<char, 32> gain;
-        const auto end =
-            std::to_chars(gain.begin(), gain.end(), imageGain, std::chars_format::general, 6);
-        words.append("enabled,image_gain:").append(gain.begin(), end.ptr);
+        const char* end = WEKU::writeGeneral(gain.data(), gain.data() + gain.size(), imageGain);
+        words.append("enabled,image_gain:").append(static_cast<const char*>(gain.data()), end);
     } else {
         words += image == 0 ? "disabled" : "UNDEF";
     }

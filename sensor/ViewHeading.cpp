@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <type_traits>
 
 #include "support/Console.h"
@@ -26,15 +25,13 @@ constexpr char softwareLines[] =
     "  <GSpherical:SourceCount>1</GSpherical:SourceCount>\n";
 constexpr std::string_view softwareName = "GSpherical:StitchingSoftware";
 
-/// The first match from `start` on. The searcher skips ahead by the key's length, where a plain
-/// search would stop at every blank of a text made of blanks.
+/// The first match from `start` on. The system's search skips ahead by the key's length, where the
+/// string's own would stop at every blank of a text made of blanks.
 std::size_t findFrom(std::string_view text, std::string_view key, std::size_t start) {
     if (start > text.size()) return std::string_view::npos;
-    const std::boyer_moore_horspool_searcher searcher(key.begin(), key.end());
-    const auto found =
-        std::search(text.begin() + static_cast<std::ptrdiff_t>(start), text.end(), searcher);
-    if (found == text.end()) return std::string_view::npos;
-    return static_cast<std::size_t>(found - text.begin());
+    const void* found = ::memmem(text.data() + start, text.size() - start, key.data(), key.size());
+    if (found == nullptr) return std::string_view::npos;
+    return static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
 }
 
 /// Scans the value that follows the format's leading text; false when there is none. Deliberate:

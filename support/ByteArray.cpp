@@ -1,5 +1,6 @@
 #include "support/ByteArray.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -31,6 +32,7 @@ void ByteArray::reallocate(std::uint64_t newLength) {
         std::free(bytes);
         bytes = nullptr;
     } else {
+        if (newLength > PTRDIFF_MAX) throw std::bad_alloc();
         void* block = std::realloc(bytes, newLength);
         if (block == nullptr) throw std::bad_alloc();
         bytes = static_cast<unsigned char*>(block);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/FileIO.h"
+#include "support/Portability.h"
 
 namespace WEKU {
 
@@ -14,16 +15,20 @@ namespace {
 
 constexpr std::uint64_t chunk = 65536;
 
+#if SONDEX_KERNEL_COPIES
 /// What the kernel copies at a time. Its way to the disk begins at once, so that the flush at the
 /// end finds little left to wait for.
 constexpr std::uint64_t piece = std::uint64_t{8} << 20;
+#endif
 
 }  // namespace
 
 /// Copies inside the kernel as far as it goes: until an error, the end of the source or `count`.
 /// What is left, if anything, is for the ordinary copy to carry out or to report.
-std::uint64_t FileIO::copyBySystem(FileIO& destination, std::uint64_t count) {
+std::uint64_t FileIO::copyBySystem([[maybe_unused]] FileIO& destination,
+                                   [[maybe_unused]] std::uint64_t count) {
     std::uint64_t done = 0;
+#if SONDEX_KERNEL_COPIES
     while (done < count) {
         auto from = static_cast<off_t>(position);
         auto to = static_cast<off_t>(destination.position);
@@ -58,6 +63,7 @@ std::uint64_t FileIO::copyBySystem(FileIO& destination, std::uint64_t count) {
         destination.position += static_cast<std::uint64_t>(n);
         done += static_cast<std::uint64_t>(n);
     }
+#endif
     return done;
 }
 
