@@ -1,5 +1,4 @@
 #include <unistd.h>
-#include <wchar.h>
 
 #include <new>
 #include <optional>
@@ -8,12 +7,14 @@
 #include <utility>
 #include <vector>
 
+#include "app/FileKind.h"
 #include "app/JobLine.h"
 #include "app/MetaReader.h"
 #include "app/SensorDump.h"
 #include "mp4/AVCC.h"
 #include "mp4/FourCC.h"
 #include "support/Console.h"
+#include "support/FileState.h"
 #include "support/LineInput.h"
 #include "support/WideText.h"
 
@@ -34,10 +35,9 @@ struct Job {
     bool dump = false;
 };
 
-/// Deliberate: a name that is nothing but the extension has none, and counts as a movie's.
-bool endsWith(const std::wstring& path, const wchar_t* extension) {
-    const std::size_t n = std::wcslen(extension);
-    return path.size() > n && ::wcscasecmp(path.c_str() + path.size() - n, extension) == 0;
+/// One line on standard error about a file.
+void warnOf(std::wstring_view name, const char* text) {
+    WEKU::Console::warn("%s %s", WEKU::wchar::narrow(name).c_str(), text);
 }
 
 void printMakerNote(const MP4::Container& movie) {
@@ -96,9 +96,18 @@ bool setFlag(MetaReader& reader) {
 bool isInput(const std::wstring& dumpPath, const std::wstring& input) {
     const WEKU::FileStamp stamp = WEKU::FileIO::stampOf(dumpPath);
     if (stamp == WEKU::FileStamp{} || !stamp.sameFile(WEKU::FileIO::stampOf(input))) return false;
-    WEKU::Console::warn("%s is the movie itself and no place for a dump",
-                        WEKU::wchar::narrow(dumpPath).c_str());
+    warnOf(dumpPath, "is the movie itself and no place for a dump");
     return true;
+}
+
+/// Writes one stream's dump, if it was asked for.
+template <class T, class... Member>
+bool writeDump(const std::vector<T>& samples, const std::optional<std::wstring>& path,
+               const Member&... member) {
+    if (!path || SensorDump::dumpXYZT<T>(samples, *path, member...)) return true;
+    const std::string reason = WEKU::FileState::whyUnwritable(*path);
+    if (!reason.empty()) warnOf(*path, ("cannot be written: " + reason).c_str());
+    return false;
 }
 
 /// Writes the sensor dumps that were asked for; a file that cannot be created ends them.
@@ -106,21 +115,22 @@ bool writeDumps(const MetaReader& reader, const Job& job) {
     for (const auto* path : {&job.kdtdPath, &job.kdtbPath, &job.kdtcPath}) {
         if (*path && isInput(**path, job.path)) return false;
     }
-    using SensorDump::dumpXYZT;
-    using Sensors = AccelSensorStreamEmbed;
     const SensorDump::YawMember yaws{reader.stabilizer.yaws};
-    if (job.kdtdPath &&
-        !dumpXYZT<Sensors::TopBottomCorrection>(reader.topBottom, *job.kdtdPath, yaws)) {
-        return false;
-    }
-    return (!job.kdtbPath || dumpXYZT<Sensors::Gyro>(reader.gyro, *job.kdtbPath)) &&
-           (!job.kdtcPath || dumpXYZT<Sensors::Ecompass>(reader.compass, *job.kdtcPath));
+    return writeDump(reader.topBottom, job.kdtdPath, yaws) &&
+           writeDump(reader.gyro, job.kdtbPath) && writeDump(reader.compass, job.kdtcPath);
 }
 
 bool processMovie(const Job& job) {
     MetaReader reader;
     bool ok = reader.parse(job.path);
-    if (job.set1 && ok && reader.probe.codec == Sondex::CODEC_H264) ok = setFlag(reader);
+    if (!ok) explainFailure(job.path);
+    if (job.set1 && ok) {
+        if (reader.probe.codec == Sondex::CODEC_H264) {
+            ok = setFlag(reader);
+        } else {
+            warnOf(job.path, "is no H.264 movie: -set1 leaves it alone");
+        }
+    }
     ok = ok && writeDumps(reader, job);
     if (!ok) return false;
     reader.dumpToJSON();
@@ -129,10 +139,18 @@ bool processMovie(const Job& job) {
 }
 
 bool processStill(const Job& job, bool isDng) {
+    if (job.kdtdPath || job.kdtbPath || job.kdtcPath) {
+        warnOf(job.path, "is a still and has no sensor streams to dump");
+    }
+    if (job.set1) warnOf(job.path, "is a still: -set1 leaves it alone");
     MetaReader reader;
     const bool ok =
         isDng ? reader.parse_DNG(job.path, job.dump) : reader.parse_JPEG(job.path, job.dump);
-    if (ok) reader.dumpToJSON_still(isDng);
+    if (ok) {
+        reader.dumpToJSON_still(isDng);
+    } else {
+        explainFailure(job.path);
+    }
     return ok;
 }
 
@@ -140,13 +158,11 @@ bool processStill(const Job& job, bool isDng) {
 /// no result line.
 bool processFile(const Job& job) {
     try {
-        if (endsWith(job.path, L".DNG")) return processStill(job, true);
-        if (endsWith(job.path, L".JPG") || endsWith(job.path, L".JPEG")) {
-            return processStill(job, false);
-        }
-        return processMovie(job);
+        const FileKind kind = kindByName(job.path);
+        return kind == FileKind::movie ? processMovie(job)
+                                       : processStill(job, kind == FileKind::dng);
     } catch (const std::bad_alloc&) {
-        WEKU::Console::warn("%s: not enough memory", WEKU::wchar::narrow(job.path).c_str());
+        warnOf(job.path, "needs more memory than there is");
         return false;
     }
 }
@@ -179,6 +195,9 @@ int processWords(int count, const wchar_t* const* words) {
             job.dump = true;
         } else if (!path) {
             path = word;
+            if (word.starts_with(L'-')) warnOf(word, "is no option and counts as the file");
+        } else {
+            warnOf(word, "is left out: a run reads one file");
         }
     }
     if (path) {
@@ -190,6 +209,9 @@ int processWords(int count, const wchar_t* const* words) {
 }
 
 int processLines() {
+    if (::isatty(STDIN_FILENO) == 1) {
+        WEKU::Console::warn("jobs are awaited, the name of a file a line (-h: usage)");
+    }
     WEKU::LineInput jobs(STDIN_FILENO, longestLine);
     while (!WEKU::Console::isAbandoned()) {
         std::optional<std::wstring> line = jobs.next();

@@ -18,5 +18,9 @@ int main(int argc, char** argv) {
         texts[at] = WEKU::wchar::mbs2wcs(argv[i]);
         words[at] = texts[at].c_str();
     }
+    if (argc > mostWords) {
+        WEKU::Console::warn("words behind the ninth are left out: %s%s", argv[mostWords],
+                            argc > mostWords + 1 ? " ..." : "");
+    }
     return MetaReader::process(count, words.data()) & 0xFF;
 }

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/Files.h"
 #include "tests/kit/Program.h"
 #include "tests/kit/TiffBuilder.h"
@@ -54,21 +55,48 @@ TEST_F(CommandLine, WordsAndStatuses) {
     // Words beyond the ninth behind the program's name are absent.
     std::vector<std::string> ten(9, "-set1");
     ten.push_back(photo);
-    const std::tuple<std::vector<std::string>, std::string, int> cases[] = {
-        {{"-h"}, banner, 1},
-        {{"-dump", "-kdtd:x", "-kdtb:", "-kdtc:y"}, "", 0},
-        {{"-h", photo}, stillLine, 0},
-        {{photo, "second"}, stillLine, 0},
-        {{path("none.mp4")}, noMovie(path("none.mp4")) + banner, 1},
-        {{path("none.jpg")}, notOpened(path("none.jpg")) + banner, 1},
-        {{"-H", photo}, noMovie("-H") + banner, 1},
-        {{""}, noMovie("") + banner, 1},
-        {ten, "", 0},
+    const std::string missing = ": No such file or directory\n", me = "Sondex: ";
+    const std::string movie = write("m.jpg", box("ftyp", "isom")), aFolder = path("d.jpg");
+    std::filesystem::create_directory(aFolder);
+    const std::tuple<std::vector<std::string>, std::string, int, std::string> cases[] = {
+        {{"-h"}, banner, 1, ""},
+        {{"-dump", "-kdtd:x", "-kdtb:", "-kdtc:y"}, "", 0, ""},
+        {{"-h", photo}, stillLine, 0, ""},
+        {{photo, "2nd"}, stillLine, 0, me + "2nd is left out: a run reads one file\n"},
+        {{path("none.mp4")},
+         noMovie(path("none.mp4")) + banner,
+         1,
+         me + path("none.mp4") + missing},
+        {{path("none.jpg")},
+         notOpened(path("none.jpg")) + banner,
+         1,
+         me + path("none.jpg") + missing},
+        {{"-H", photo},
+         noMovie("-H") + banner,
+         1,
+         me + "-H is no option and counts as the file\n" + me + photo +
+             " is left out: a run reads one file\n" + me + "-H" + missing},
+        {{""}, noMovie("") + banner, 1, me + missing},
+        {ten, "", 0, me + "words behind the ninth are left out: " + photo + "\n"},
+        {{movie},
+         "ExifParser::attachJPEG() for '" + movie + "' failed - SOI(0xFFD8) not found.\n" + banner,
+         1,
+         me + movie + " looks like an MP4; the name's extension chooses the reader\n"},
+        {{aFolder},
+         "FileIO.read(" + aFolder + ") failed.\n" + banner,
+         1,
+         me + aFolder + ": Is a directory\n"},
+        {{photo, "-kdtb:x", "-set1"},
+         stillLine,
+         0,
+         me + photo + " is a still and has no sensor streams to dump\n" + me + photo +
+             " is a still: -set1 leaves it alone\n"},
     };
-    for (const auto& [words, out, status] : cases) {
+    for (const auto& [words, out, status, err] : cases) {
         const Outcome outcome = runSondex(words);
         EXPECT_EQ(outcome.out, out) << words[0];
         EXPECT_EQ(outcome.status, status) << words[0];
+        EXPECT_EQ(outcome.err, err) << words[0];
     }
 }
 

@@ -108,5 +108,6 @@ TEST_F(Movie, DumpsGoToTheirOwnFiles) {
     EXPECT_EQ(readFile(folder.path() / "camera.mp4"), cameraMovie());
     const Outcome nowhere = runSondex({"-kdtd:", movie});
     EXPECT_NE(nowhere.out.find("open(, 'w') failed.\n\nSondex 2.8"), std::string::npos);
+    EXPECT_EQ(nowhere.err, "Sondex:  cannot be written: No such file or directory\n");
     EXPECT_EQ(nowhere.status, 1);
 }
