@@ -33,42 +33,54 @@ class Sondex:
     """One running probe. Names are text with surrogateescape, as os.listdir gives them."""
 
     def __init__(self, program="Sondex"):
-        self.process = subprocess.Popen(
-            [program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        # What it has to say about itself, such as a missing decoder, goes where ours goes.
+        self.process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
-        self.process.stdin.close()
-        self.process.wait()
+        self.process.communicate()
 
     def ask(self, path, *dumps):
         """The result object of a file. `dumps`: where to write its accelerometer, gyro and compass
         samples, in this order."""
-        job = "\t".join([path, *dumps]).encode("utf-8", "surrogateescape")
-        if re.search(rb"[\r\n\0]", job) or not path or "\t" in path or not all(dumps):
-            return {"status": "failed"}  # no job line can carry such a name
-        if len(job) > 4094:  # the probe would take the rest for another job
+        names = [path, *dumps]
+        job = "\t".join(names)
+        # No job line can carry such names; of a longer one the probe makes two.
+        if not all(names) or re.search(r"[\t\r\n\0]", "".join(names)) or len(job) > 4095:
             return {"status": "failed"}
-        self.process.stdin.write(job + b"\n")
-        self.process.stdin.flush()
+        try:
+            self.process.stdin.write(job.encode("utf-8", "surrogateescape") + b"\n")
+            self.process.stdin.flush()
+        except BrokenPipeError:
+            pass  # an answer may still be on its way
         for line in self.process.stdout:
             if line.startswith(b"result: "):
                 return readJson(line[len("result: "):].decode("ascii"))
         raise RuntimeError(f"the probe ended while it was asked about {path!r}")
 
 
-def main():
+def main(words):
+    if len(words) > 1 or words[:1] in (["-h"], ["--help"]):
+        print(__doc__.strip())
+        return 0 if len(words) == 1 else 2
     sys.stdin.reconfigure(errors="surrogateescape")
     sys.stdout.reconfigure(errors="surrogateescape", line_buffering=True)
-    with Sondex(*sys.argv[1:2]) as probe:
-        for name in sys.stdin:
-            name = name.rstrip("\n")
-            result = probe.ask(name)
-            kind = result.get("type", "") if result["status"] == "succeed" else "unreadable"
-            print(name, result.get("model", "unknown camera"), kind, sep="\t")
+    try:
+        with Sondex(*words) as probe:
+            for name in sys.stdin:
+                name = name.rstrip("\n")
+                result = probe.ask(name)
+                kind = result.get("type", "") if result["status"] == "succeed" else "unreadable"
+                print(name, result.get("model", "unknown camera"), kind, sep="\t")
+    except BrokenPipeError:  # nobody reads on
+        sys.stdout = None
+    except (OSError, RuntimeError) as error:
+        print(f"askFiles: {error}", file=sys.stderr)
+        return 1
+    return 0
 
 
 if __name__ == "__main__":
-    main()
+    sys.exit(main(sys.argv[1:]))

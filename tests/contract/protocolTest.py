@@ -67,6 +67,12 @@ with tempfile.TemporaryDirectory() as name:
                            capture_output=True, text=True, check=True).stdout
     assert named.startswith(f"{jobs[0]}\tKESTO ZELVA Q7\tequi\n{jobs[1]}\tunknown camera\t"), named
 
+    for words, status, said in ((["--help"], 0, "usage: askFiles.py"), (["/none"], 1, "askFiles: "),
+                                (["/bin/true"], 1, "the probe ended")):
+        ended = subprocess.run([source + "/examples/askFiles.py", *words], input="x\n",
+                               capture_output=True, text=True)
+        assert (ended.returncode, said in ended.stdout + ended.stderr) == (status, True), ended
+
     if shutil.which("parallel"):
         (folder / "left\tout.mp4").write_bytes(b"")
         tree = subprocess.run([source + "/examples/probeTree.sh", name, program],
@@ -79,11 +85,13 @@ with tempfile.TemporaryDirectory() as name:
         dying = folder / "dying.sh"
         dying.write_text(f"#!/bin/sh\nhead -n 2 | {program}\n")
         dying.chmod(0o755)
+        # Nor does a name that no job line can carry.
+        names = [known[0], "", "a" * 4096, "tab\t.mp4", *known[1:]]
         block = subprocess.run([source + "/examples/probeTree.sh", "--block", dying],
-                               input="\n".join(known).encode(), capture_output=True).stdout
-        lines = [json.dumps({"status": "failed"}, separators=(",", ":"))] * len(known)
-        lines[:2] = [objectOf(job).rstrip("\n") for job in known[:2]]
-        assert block.decode() == "".join(f"{n}\t{r}\n" for n, r in zip(known, lines))
+                               input="\n".join(names).encode(), capture_output=True).stdout
+        lines = dict.fromkeys(names, json.dumps({"status": "failed"}, separators=(",", ":")))
+        lines.update((job, objectOf(job).rstrip("\n")) for job in known[:2])
+        assert block.decode() == "".join(f"{n}\t{lines[n]}\n" for n in names)
     else:
         print("GNU parallel is missing: its example was not run")
 print(f"{len(jobs)} jobs: one answer each, in order, whatever ran before")
