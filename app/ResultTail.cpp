@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "app/JsonText.h"
-#include "app/NumberText.h"
+#include "support/NumberText.h"
 #include "support/WideText.h"
 
 const wchar_t* jsonWord(bool value) {
@@ -17,7 +17,7 @@ void ResultTail::text(const wchar_t* key, const std::string& value) {
 void ResultTail::number(const wchar_t* key, float value) {
     if (std::isnan(value)) return;
     std::string text;
-    appendNumber(text, double{value});
+    WEKU::appendNumber(text, double{value});
     member(key, WEKU::wchar::widen(text));
 }
 

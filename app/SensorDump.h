@@ -4,8 +4,8 @@
 #include <span>
 #include <string>
 
-#include "app/NumberText.h"
 #include "support/FileIO.h"
+#include "support/NumberText.h"
 
 /// Sensor streams as JSON files: one array, one object a line.
 namespace SensorDump {
@@ -43,7 +43,7 @@ struct YawMember {
     void operator()(std::string& text) {
         if (yaws.empty()) return;
         text += ",\"yaw\":";
-        appendNumber(text, yaws.front());
+        WEKU::appendNumber(text, yaws.front());
         yaws = yaws.subspan(1);
     }
 };
@@ -58,14 +58,14 @@ bool dumpXYZT(std::span<const T> samples, const std::wstring& path, Formatter fo
         out.text += '[';
         for (const T& sample : samples) {
             out.text += "{\"x\":";
-            appendNumber(out.text, sample.x);
+            WEKU::appendNumber(out.text, sample.x);
             out.text += ",\"y\":";
-            appendNumber(out.text, sample.y);
+            WEKU::appendNumber(out.text, sample.y);
             out.text += ",\"z\":";
-            appendNumber(out.text, sample.z);
+            WEKU::appendNumber(out.text, sample.z);
             formatter(out.text);
             out.text += ",\"timestamp\":";
-            appendNumber(out.text, sample.timestamp);
+            WEKU::appendNumber(out.text, sample.timestamp);
             out.text += &sample == &samples.back() ? "}]\n" : "},\n";
             if (!out.flushBlock()) return;
         }

@@ -1,31 +1,20 @@
 #include "mp4/GPSInfo.h"
 
-#include <algorithm>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <string_view>
 
 #include "support/Console.h"
+#include "support/NumberText.h"
+#include "support/TextFormat.h"
 #include "support/Truncate.h"
+
+using WEKU::formatCut;
 
 namespace {
 
-/// Text as it comes out of a buffer of `capacity` bytes: cut to one byte less.
-[[gnu::format(printf, 2, 3)]] std::string formatCut(std::size_t capacity, const char* format, ...) {
-    std::string text(capacity, '\0');
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int length = std::vsnprintf(text.data(), capacity, format, arguments);
-    va_end(arguments);
-    text.resize(std::min(static_cast<std::size_t>(std::max(length, 0)), capacity - 1));
-    return text;
-}
-
 constexpr std::size_t pieceCapacity = 512;
 
-constexpr char direction[] = "<exif:GPSImgDirection>";
+constexpr std::string_view direction = "<exif:GPSImgDirection>";
 
 bool isDigit(char c) {
     return '0' <= c && c <= '9';
@@ -78,9 +67,9 @@ void GPSInfo::attachRXYZ(const char* text) {
     altitude.valid = false;
     if (*cursor == '/') return;
     const WEKU::Console::LocaleC decimalPoint;
-    char* rest = nullptr;
-    altitude.value = std::strtod(cursor, &rest);
-    altitude.valid = *rest == '/' || std::strcmp(rest, "CRSWGS_84/") == 0;
+    std::string_view rest = cursor;
+    rest.remove_prefix(WEKU::readNumber(rest, altitude.value));
+    altitude.valid = rest.starts_with('/') || rest == "CRSWGS_84/";
 }
 
 void GPSInfo::attachCompass(double degrees) {
@@ -92,11 +81,12 @@ void GPSInfo::attachCompass(const std::string& xmp) {
     const std::size_t found = xmp.find(direction);
     if (found == std::string::npos) return;
     const WEKU::Console::LocaleC decimalPoint;
+    std::string_view rest = std::string_view(xmp).substr(found + direction.size());
     float numerator = 0.0F, denominator = 0.0F;
-    const int read =
-        std::sscanf(xmp.c_str() + found, "<exif:GPSImgDirection>%f/%f</exif:GPSImgDirection>",
-                    &numerator, &denominator);
-    if (read == 2 && denominator > 0.0F) attachCompass(double{numerator / denominator});
+    const std::size_t slash = WEKU::readNumber(rest, numerator);
+    if (slash == 0 || !rest.substr(slash).starts_with('/')) return;
+    WEKU::readNumber(rest.substr(slash + 1), denominator);
+    if (denominator > 0.0F) attachCompass(double{numerator / denominator});
 }
 
 std::string GPSInfo::to_CXYZ_string() const {

@@ -1,8 +1,6 @@
 #include "sensor/VideoStabilizationMode.h"
 
-#include <array>
-
-#include "support/Portability.h"
+#include "support/NumberText.h"
 #include "support/WideText.h"
 
 namespace {
@@ -62,9 +60,8 @@ std::int32_t VideoStabilizationMode::resolvState(std::int32_t setting, bool allo
 void VideoStabilizationMode::to_s(std::wstring& text) const {
     std::string words = std::string("yaw:") + nameOf(yaw, "UNDEF") + ",image:";
     if (image == 1) {
-        std::array<char, 32> gain;
-        const char* end = WEKU::writeGeneral(gain.data(), gain.data() + gain.size(), imageGain);
-        words.append("enabled,image_gain:").append(static_cast<const char*>(gain.data()), end);
+        words += "enabled,image_gain:";
+        WEKU::appendNumber(words, double{imageGain});
     } else {
         words += image == 0 ? "disabled" : "UNDEF";
     }

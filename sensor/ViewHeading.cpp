@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <type_traits>
 
 #include "support/Console.h"
+#include "support/NumberText.h"
+#include "support/TextFormat.h"
 #include "support/Truncate.h"
 
 namespace {
@@ -34,27 +35,14 @@ std::size_t findFrom(std::string_view text, std::string_view key, std::size_t st
     return static_cast<std::size_t>(static_cast<const char*>(found) - text.data());
 }
 
-/// Scans the value that follows the format's leading text; false when there is none. Deliberate:
-/// what follows the value is not looked at, so 90.9 reads as 90 where a whole number is wanted.
+/// Reads the number that follows the format's leading text; false when there is none. Deliberate:
+/// what follows the number is not looked at, so 90.9 reads as 90 where a whole number is wanted.
 template <class T>
 bool scanValue(std::string_view text, const char* format, T& value) {
     const std::string_view key(format, std::strcspn(format, "%"));
     const std::size_t found = findFrom(text, key, 0);
     if (found == std::string_view::npos) return false;
-    text.remove_prefix(found + key.size());
-    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
-    // The scanner measures its whole input first; no number needs more than this of it.
-    char number[512] = {};
-    text.copy(number, sizeof number - 1);
-    return std::sscanf(number, format + key.size(), &value) == 1;
-}
-
-template <std::size_t N, class... Values>
-void appendFormatted(std::string& out, const char* format, Values... values) {
-    char buffer[N];
-    const int length = std::snprintf(buffer, N, format, values...);
-    if (length > 0)
-        out.append(buffer, std::min<std::size_t>(static_cast<std::size_t>(length), N - 1));
+    return WEKU::readNumber(text.substr(found + key.size()), value) != 0;
 }
 
 std::string softwareOf(std::string_view xml) {
@@ -74,17 +62,24 @@ void overwrite(float& value, float other) {
 
 template <class T>
 float readValue(std::string_view text, const char* format) {
-    T value{};
-    return scanValue(text, format, value) ? static_cast<float>(value) : ViewHeading::absent;
+    if constexpr (std::is_same_v<T, int>) {
+        // A number beyond an int comes as its low bits.
+        std::int64_t value = 0;
+        if (!scanValue(text, format, value)) return ViewHeading::absent;
+        return static_cast<float>(static_cast<int>(value));
+    } else {
+        T value{};
+        return scanValue(text, format, value) ? value : ViewHeading::absent;
+    }
 }
 
 template <class T>
 void writeValue(std::string& out, const char* format, float value) {
     if (std::isnan(value)) return;
     if constexpr (std::is_same_v<T, int>) {
-        appendFormatted<128>(out, format, WEKU::truncateToInt32(value));
+        out += WEKU::formatCut(128, format, WEKU::truncateToInt32(value));
     } else {
-        appendFormatted<128>(out, format, static_cast<double>(value));
+        out += WEKU::formatCut(128, format, value);
     }
 }
 
@@ -100,8 +95,8 @@ void ViewHeading::attach(std::string_view xml) {
     pitch = readValue<int>(xml, pitchLine);
     fov = readValue<int>(xml, fovLine);
     dolly = readValue<float>(xml, dollyLine);
-    unsigned long stored = 0;
-    timestamp = scanValue(xml, timestampLine, stored) ? stored : 0;
+    timestamp = 0;
+    scanValue(xml, timestampLine, timestamp);
 }
 
 void ViewHeading::attach(const ViewHeading& other) {
@@ -122,10 +117,8 @@ std::string ViewHeading::toString() const {
         "  <GSpherical:Spherical>true</GSpherical:Spherical>\n"
         "  <GSpherical:Stitched>true</GSpherical:Stitched>\n"
         "  <GSpherical:ProjectionType>equirectangular</GSpherical:ProjectionType>\n";
-    if (!software.empty()) appendFormatted<256>(xml, softwareLines, software.c_str());
-    if (timestamp != 0) {
-        appendFormatted<128>(xml, timestampLine, static_cast<unsigned long>(timestamp));
-    }
+    if (!software.empty()) xml += WEKU::formatCut(256, softwareLines, software.c_str());
+    if (timestamp != 0) xml += WEKU::formatCut(128, timestampLine, timestamp);
     writeValue<int>(xml, headingLine, heading);
     writeValue<int>(xml, pitchLine, pitch);
     writeValue<int>(xml, fovLine, fov);

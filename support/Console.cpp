@@ -2,16 +2,10 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
-#include <cwchar>
 #include <string>
 #include <utility>
-
-#include "support/WideText.h"
 
 namespace WEKU::Console {
 namespace {
@@ -43,34 +37,6 @@ class Descriptors final : public Sink {
 /// Null while the thread prints on the process's descriptors.
 thread_local Sink* redirected = nullptr;
 
-std::wstring formatWide(const wchar_t* format, std::va_list arguments) {
-    // vswprintf reports a short buffer as a failure without a length, hence the growing tries.
-    constexpr std::size_t most = std::size_t{1} << 26;
-    std::wstring text(256, L'\0');
-    for (;;) {
-        std::va_list copy;
-        va_copy(copy, arguments);
-        const int n = std::vswprintf(text.data(), text.size(), format, copy);
-        va_end(copy);
-        if (n >= 0) {
-            text.resize(static_cast<std::size_t>(n));
-            return text;
-        }
-        if (text.size() >= most) return {};
-        text.resize(text.size() * 4);
-    }
-}
-
-std::string formatNarrow(const char* format, std::va_list arguments) {
-    std::va_list copy;
-    va_copy(copy, arguments);
-    const int n = std::vsnprintf(nullptr, 0, format, copy);
-    va_end(copy);
-    std::string text(static_cast<std::size_t>(std::max(n, 0)), '\0');
-    std::vsnprintf(text.data(), text.size() + 1, format, arguments);
-    return text;
-}
-
 }  // namespace
 
 Sink& sink() {
@@ -84,32 +50,8 @@ Redirect::~Redirect() {
     redirected = before;
 }
 
-void out(const wchar_t* format, ...) {
-    std::va_list arguments;
-    va_start(arguments, format);
-    const std::wstring text = formatWide(format, arguments);
-    va_end(arguments);
-    sink().write(wchar::narrow(text));
-}
-
-void outBytes(const char* format, ...) {
-    std::va_list arguments;
-    va_start(arguments, format);
-    const std::string text = formatNarrow(format, arguments);
-    va_end(arguments);
-    sink().write(text);
-}
-
 bool isAbandoned() {
     return abandoned;
-}
-
-void warn(const char* format, ...) {
-    std::va_list arguments;
-    va_start(arguments, format);
-    const std::string text = formatNarrow(format, arguments);
-    va_end(arguments);
-    sink().warn(text);
 }
 
 void dump(const wchar_t* format, const unsigned char* bytes, std::size_t count) {

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "support/TextFormat.h"
+
 /// Console output. Everything that is printed goes through the running thread's sink, one call of
 /// the sink a call of these functions; without a sink of its own a thread prints on the process's
 /// standard output, which programs read, and on standard error. Narrow and wide printing never
@@ -34,18 +36,26 @@ class Redirect {
     Sink* before;
 };
 
-/// Prints a wide printf format to the sink. Wide strings (%ls) leave as UTF-8, their
-/// escaped bytes as the bytes they stand for; the caller's locale plays no part.
-void out(const wchar_t* format, ...);
+/// Prints a wide printf format (see formatText) to the sink.
+template <class... Values>
+void out(const wchar_t* format, const Values&... values) {
+    sink().write(formatText(format, values...));
+}
 
-/// Prints a narrow printf format to the sink; bytes of %s pass unchanged.
-[[gnu::format(printf, 1, 2)]] void outBytes(const char* format, ...);
+/// Prints a narrow printf format to the sink.
+template <class... Values>
+void outBytes(const char* format, const Values&... values) {
+    sink().write(formatText(format, values...));
+}
 
 /// True once nobody reads standard output any more, so that further work would be for nobody.
 bool isAbandoned();
 
 /// Prints one line of our own: on standard error "Sondex: ", the text and a line feed.
-[[gnu::format(printf, 1, 2)]] void warn(const char* format, ...);
+template <class... Values>
+void warn(const char* format, const Values&... values) {
+    sink().warn(formatText(format, values...));
+}
 
 /// Prints the format with the pointer and the count as its arguments, then every byte as
 /// " %02X", then a line feed.

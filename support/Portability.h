@@ -1,8 +1,5 @@
 #pragma once
 
-#include <charconv>
-#include <cstdio>
-#include <cstring>
 #include <type_traits>
 
 /// What some of the systems and standard libraries that the project builds for lack. Linux has it
@@ -24,18 +21,6 @@ constexpr To bitCast(const From& value) {
     static_assert(sizeof(To) == sizeof(From));
     static_assert(std::is_trivially_copyable_v<To> && std::is_trivially_copyable_v<From>);
     return __builtin_bit_cast(To, value);
-}
-
-/// Writes the number as "%.6g" prints it in the C locale, whatever the caller's is, and returns
-/// the end. A buffer of 32 characters is always enough.
-inline char* writeGeneral(char* first, char* last, double value) {
-#ifdef __cpp_lib_to_chars
-    return std::to_chars(first, last, value, std::chars_format::general, 6).ptr;
-#else
-    const int length = std::snprintf(first, static_cast<std::size_t>(last - first), "%.6g", value);
-    if (char* point = std::strchr(first, ','); point != nullptr) *point = '.';
-    return first + length;
-#endif
 }
 
 }  // namespace WEKU

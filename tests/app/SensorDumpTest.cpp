@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cmath>
-#include <random>
 
 #include "sensor/SensorRecords.h"
 #include "tests/kit/Files.h"
@@ -22,23 +20,6 @@ std::string dumped(const std::vector<T>& samples, Formatter formatter = {}) {
 }
 
 }  // namespace
-
-TEST(NumberText, NumbersLookAsPrintfPrintsThem) {
-    std::vector<double> values = {0.0, -0.0, NAN, -double{INFINITY}, 123456.5, 999999.5};
-    std::mt19937_64 random(3);
-    std::uniform_real_distribution<double> exponent(-8, 8);
-    for (int i = 0; i < 200000; ++i) {
-        values.push_back(std::bit_cast<float>(static_cast<std::uint32_t>(random())));
-        values.push_back(static_cast<float>(std::pow(10, exponent(random))));
-    }
-    for (const double value : values) {
-        char expected[64];
-        std::snprintf(expected, sizeof expected, "%.6g", value);
-        std::string text;
-        appendNumber(text, value);
-        ASSERT_EQ(text, expected);
-    }
-}
 
 TEST(SensorDump, WritesOneObjectALine) {
     EXPECT_EQ(dumped<Gyro>({}), "[");
