@@ -27,7 +27,7 @@ check_report() {
 configure() {
     local folder=$1 target=$2
     shift 2
-    cmake -S "$folder" -B "$target" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
+    cmake -S "$folder" -B "$target" -DCMAKE_CXX_COMPILER="$compiler" \
         -DCMAKE_CXX_FLAGS=-O0 -DCMAKE_EXPORT_COMPILE_COMMANDS=ON "$@" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
     # Our flags stay with our sources: warnings and the floating-point rule are no consumer's.
     if grep '"command".*report/Report\.cpp' "$target/compile_commands.json" |
