@@ -44,6 +44,8 @@ const std::tuple<Form, void (*)(T&), const char*> rows[] = {
     {tiff, [](T& t) { t.ifd0[0x0110].count = 4; },
      "Invalid Type: ASCII[>4] or UNDEF[>4] required."},
     {note, [](T& t) { t.maker[0x0005].count = UINT32_MAX; }, "Invalid position"},
+    {note, [](T& t) { t.maker[0x0005].text.assign(t.maker[0x0005].count = (1 << 20) + 1, 'x'); },
+     "Text is too long."},
     {tiff, [](T& t) { (t = T(false)).byteOrder = 0x1234; }, "bigEndian reqired."},
     {note, [](T& t) { t.camera[0x0003].type = 5; },
      "Invalid entry for Zenith(0x0003): SRATIONAL[2] required."},

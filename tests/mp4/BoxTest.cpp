@@ -38,6 +38,9 @@ TEST(BoxTree, SizesOfEveryForm) {
          "<'mdat': start=0 bytes=20 >\n<'skip': start=20 bytes=8 >\n"},
         // Size 0 reaches to the end of the file.
         {boxClaiming(0, "mdat", skip), "<'mdat': start=0 bytes=16 >\n"},
+        {box("moov", boxClaiming(0, "udta")) + skip,
+         "<'moov': start=0 bytes=16 children=1 >\n    <'udta': start=8 bytes=16 children=1 >\n"
+         "        <'skip': start=16 bytes=8 >\n<'skip': start=16 bytes=8 >\n"},
         // Below the header's length: the end of the sequence, without a line.
         {boxClaiming(7, "free") + skip, ""},
         {largeBoxClaiming(15, "free") + skip, ""},
@@ -103,9 +106,9 @@ TEST(LeafBox, PrintsItsFields) {
         {"moovudta", fullBox("meta", 0, box("leaf")), "bytes=20 >"},
         {tables, fullBox("stsd", 0, u32(1) + visualEntry("avc1", 2, 1, box("leaf"))), "bytes=8 >"},
         {tables, fullBox("stsd", 0, u32(1) + visualEntry("hvc1", 2, 1, box("leaf"))), "bytes=94 >"},
-        {tables, fullBox("stsd", 0, u32(1) + box("sowt", zeros(28))),
+        {tables, fullBox("stsd", 0, u32(1) + box("sowt", zeros(24) + u32(0xBB800102))),
          "bytes=36 data_reference_index=0 channel_count=0 sample_size=0 pre_defined=0 "
-         "samplelate=0>"},
+         "samplelate=102>"},
     };
     for (const auto& [parents, bytes, line] : rows) {
         std::string movie = bytes;

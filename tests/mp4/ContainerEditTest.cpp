@@ -195,6 +195,7 @@ TEST(InPlace, TimeStampsAreAllSetOrNone) {
 
     for (const std::string& damaged :
          {boxClaiming(300, "trak", boxClaiming(92, "tkhd", zeros(7))),
+          box("trak", largeBox("tkhd", zeros(84))),
           box("trak", boxClaiming(92, "tkhd")) + box("free", zeros(99))}) {
         Edited refused(box("moov", mvhd(1, 1) + damaged));
         refused.expectRefused([](auto& movie) { return movie.updateTimeStamp(1); });
