@@ -1,19 +1,15 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
-#include <vector>
 
-#include "exif/CameraRecord.h"
-#include "mp4/Container.h"
 #include "probe/Sondex.h"
-#include "sensor/AccelSensorStreamEmbed.h"
-#include "sensor/ViewHeading.h"
-#include "sensor/YawStabilizer.h"
+#include "probe/StillFacts.h"
+#include "probe/TreeFacts.h"
+#include "sensor/MovieSensors.h"
 
 /// The results of one file, from its reading to its result line. One is made for every file and
 /// nothing outlives it.
-class MetaReader {
+class MetaReader : public TreeFacts, public MovieSensors, public StillFacts {
   public:
     /// The program behind `main`: handles the one file that the words name, or, without words
     /// after the program's name, one job a line of standard input. Returns 0, or 1 when the usage
@@ -36,38 +32,4 @@ class MetaReader {
 
     std::wstring inputPath;
     Sondex probe;
-
-    std::vector<AccelSensorStreamEmbed::Gyro> gyro;
-    std::vector<AccelSensorStreamEmbed::Ecompass> compass;
-    std::vector<AccelSensorStreamEmbed::TopBottomCorrection> topBottom;
-    /// Samples a second, as the streams state them.
-    std::uint16_t gyroRate = 0;
-    std::uint16_t compassRate = 0;
-    std::uint16_t topBottomRate = 0;
-    YawStabilizer stabilizer;
-
-    ViewHeading viewHeading;
-    /// As stored, the box's own length and language words included.
-    std::string gps;
-    std::int32_t frameWidth = 0;
-    std::int32_t frameHeight = 0;
-    bool hasSpatialSound = false;
-    bool hasSA3DSound = false;
-    unsigned char profile_idc = 0;
-    bool constrained_set1_flag = false;
-    bool fullRange = false;
-
-    ExifParser::ZELVA stillRecord;
-    /// Places in a DNG: offset and length in bytes.
-    struct Extent {
-        std::uint32_t offset = 0;
-        std::uint32_t length = 0;
-    };
-    Extent strip;
-    Extent table1;
-    Extent table2;
-
-  private:
-    void readSensors(const MP4::Container& movie);
-    void readBoxes(const MP4::Container& movie);
 };

@@ -1,4 +1,4 @@
-# Chooses what stands behind probe/VideoReader.h and takes the other reader out of `sources`.
+# Chooses what stands behind probe/VideoReader.h and takes the other one out of `sources`.
 set(SONDEX_VIDEO_READER auto CACHE STRING
     "ffmpeg: decode the first picture; header: take the headers' word; auto: ffmpeg where found")
 set_property(CACHE SONDEX_VIDEO_READER PROPERTY STRINGS auto ffmpeg header)
@@ -41,7 +41,7 @@ if(reader STREQUAL "header")
 endif()
 
 message(STATUS "Video reader: FFmpeg, libavcodec ${libav_libavcodec_VERSION}")
-list(REMOVE_ITEM sources ${PROJECT_SOURCE_DIR}/probe/HeaderVideoReader.cpp)
+list(REMOVE_ITEM sources ${PROJECT_SOURCE_DIR}/probe/NoDecoder.cpp)
 
 # A module of its own, opened when the first movie is described: linked into the program, FFmpeg
 # would make every start pay for loading it.

@@ -7,17 +7,21 @@
 namespace MP4 {
 
 bool Container::attach(const std::wstring& newPath, std::uint64_t end) {
-    return WEKU::FileIO::open(newPath, [&](WEKU::FileIO& opened) {
-        path = newPath;
-        stamp = opened.stamp();
-        BinFile file(opened);
+    auto opened = std::make_unique<Source>(newPath);
+    openError = opened->file.openError();
+    return opened->file.handOut([&](WEKU::FileIO& handle) {
+        path = opened->path;
+        stamp = handle.stamp();
+        BinFile file(handle);
         parse(file, end);
         // A length that the system does not tell reads as 0, and the tree is empty.
         parsedWhole = parsedWhole && stamp.node != 0 && stamp.length == file.fileLength();
+        source = std::move(opened);
     });
 }
 
 void Container::parse(BinFile& file, std::uint64_t end) {
+    source.reset();
     moov = nullptr;
     mdat = nullptr;
     videoTrack = nullptr;
@@ -47,7 +51,10 @@ void Container::dump() const {
 }
 
 bool Container::open(const WEKU::FileIO::Callback& callback) const {
-    return WEKU::FileIO::open(path, callback);
+    if (!source) return WEKU::FileIO::open(path, callback);
+    // A handle of its own for each, because callbacks move the position and may nest.
+    BinFile handle(source->file);
+    return handle.handOut(callback);
 }
 
 bool Container::open_a(const WEKU::FileIO::Callback& callback) const {

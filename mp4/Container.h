@@ -9,8 +9,9 @@
 
 namespace MP4 {
 
-/// A movie file opened as a tree of boxes. The file is closed between the operations; what the
-/// container keeps is the tree, an index of offsets that every edit remakes.
+/// A movie file opened as a tree of boxes, an index of offsets that every edit remakes. The file
+/// stays open for reading as long as its tree lives, so that whatever is read belongs to the tree
+/// even when another file takes the name.
 class Container {
   public:
     /// The bound that means the whole file.
@@ -18,6 +19,13 @@ class Container {
 
     /// Opens `path` and parses its boxes up to the offset `end`; false when it does not open.
     bool attach(const std::wstring& path, std::uint64_t end);
+    /// Why the last attach failed, as the system's error number; 0 when it did not.
+    int attachError() const { return openError; }
+    /// False for what stands for a folder, a device or the like.
+    bool isRegularFile() const { return source && source->file.isRegular(); }
+    /// True while the file that was attached is as it was when it was parsed. One that was replaced
+    /// under its name stays so.
+    bool isUnchanged() const { return source && source->file.stamp() == stamp; }
     /// Parses the boxes that start at the position of `file`; the tree of before is destroyed.
     void parse(BinFile& file, std::uint64_t end);
 
@@ -30,7 +38,8 @@ class Container {
     }
     void dump() const;
 
-    /// Opens the container's file for reading (or for in-place updates) and runs the callback.
+    /// Runs the callback on the file that was parsed, for reading, or opens the path for in-place
+    /// updates. False when there is no file.
     bool open(const WEKU::FileIO::Callback& callback) const;
     bool open_a(const WEKU::FileIO::Callback& callback) const;
 
@@ -120,6 +129,12 @@ class Container {
     TRAK* videoTrack = nullptr;
 
   private:
+    struct Source {
+        explicit Source(const std::wstring& given) : path(given), file(path, L'r') {}
+        const std::wstring path;
+        WEKU::FileIO file;
+    };
+
     /// Keeps other editors of `opened` out; false, with the reason, when one is at work or the
     /// tree does not describe the file as it is.
     bool mayEdit(WEKU::FileIO& opened) const;
@@ -130,6 +145,9 @@ class Container {
     bool hasOtherAbsoluteOffsets() const;
     bool append(const UUID& box, const wchar_t* existedMessage);
 
+    /// The file whose boxes the tree holds; null when it was parsed from a caller's handle.
+    std::unique_ptr<Source> source;
+    int openError = 0;
     /// The file's state when it was parsed.
     WEKU::FileStamp stamp;
     /// No read failed in the parse, and it listed every box that it met.

@@ -43,8 +43,8 @@ float frameRate(const MP4::STTS& times, const MP4::MDHD& media) {
 
 }  // namespace
 
-bool VideoReader::describeSource(const MP4::Container& movie, const WEKU::FileIO& file,
-                                 VideoFacts& facts) {
+bool VideoReader::describeHeaders(const MP4::Container& movie, const WEKU::FileIO& file,
+                                  VideoFacts& facts) {
     const MP4::TRAK* video = nullptr;
     movie.find(MP4::path::track, [&](MP4::BOX& box) {
         const auto& track = static_cast<MP4::TRAK&>(box);
@@ -54,6 +54,7 @@ bool VideoReader::describeSource(const MP4::Container& movie, const WEKU::FileIO
     if (video == nullptr) {
         WEKU::Console::warn("describeSource: No video tracks found - %s",
                             WEKU::wchar::narrow(file.name()).c_str());
+        facts.trouble = VideoFacts::Trouble::noTrack;
         return false;
     }
     const auto* media = video->first<MP4::MDHD>("mdia.mdhd");

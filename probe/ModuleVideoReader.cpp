@@ -89,21 +89,28 @@ std::uint64_t readView(const void* context, std::uint64_t offset, unsigned char*
 bool VideoReader::describeSource(const MP4::Container& movie, const WEKU::FileIO& file,
                                  VideoFacts& facts) {
     static const SondexVideoModule* const module = openModule();
+    using Trouble = VideoFacts::Trouble;
+    facts.trouble = Trouble::noDecoder;
     if (module == nullptr) return false;
 
     const MovieView view(movie, file);
     const SondexVideoSource source{view.length(), readView, &view};
     SondexVideoFacts found{facts.width, facts.height, facts.nominalFrameRate, 0};
     const SondexVideoOutcome outcome = module->describe(&source, &found);
+    facts = {found.width, found.height, found.nominalFrameRate};
     const std::string name = WEKU::wchar::narrow(file.name());
     if (outcome == sondexVideoUnreadable) {
+        facts.trouble = Trouble::unreadable;
         WEKU::Console::warn("no MP4 or MOV movie - %s", name.c_str());
     } else if (outcome == sondexVideoNoTrack) {
+        facts.trouble = Trouble::noTrack;
         WEKU::Console::warn("describeSource: No video tracks found - %s", name.c_str());
     } else if (found.tooLarge != 0) {
+        facts.trouble = Trouble::tooLarge;
         WEKU::Console::warn("pictures above %lld pixels are not decoded - %s",
                             static_cast<long long>(sondexVideoMostPixels), name.c_str());
+    } else if (found.width < 1) {
+        facts.trouble = Trouble::undecodable;
     }
-    facts = {found.width, found.height, found.nominalFrameRate};
     return outcome == sondexVideoDescribed;
 }

@@ -4,7 +4,6 @@
 #include "mp4/MetadataBoxes.h"
 #include "mp4/SampleTableBoxes.h"
 #include "probe/TagText.h"
-#include "probe/VideoReader.h"
 #include "support/Console.h"
 #include "support/Truncate.h"
 #include "support/WideText.h"
@@ -39,17 +38,20 @@ bool Sondex::probe(const std::wstring& path) {
 
 bool Sondex::probe(const std::wstring& path, MP4::Container& movie) {
     init();
-    if (movie.attach(path, MP4::Container::wholeFile)) {
-        readModel(movie);
-        readKMKN(movie);
-        readCodec(movie);
-        readSphericalXML(movie);
-        readXMP(movie);
-        detectGyroData(movie);
-        detect_movie(movie);
-        detectBitRate(movie);
-    }
-    return width >= 1;
+    return movie.attach(path, MP4::Container::wholeFile) && probe(movie, Picture::decoded);
+}
+
+bool Sondex::probe(const MP4::Container& movie, Picture picture) {
+    init();
+    readModel(movie);
+    readKMKN(movie);
+    readCodec(movie);
+    readSphericalXML(movie);
+    readXMP(movie);
+    detectGyroData(movie);
+    detect_movie(movie, picture);
+    detectBitRate(movie);
+    return isDecodable();
 }
 
 void Sondex::init() {
@@ -122,12 +124,15 @@ void Sondex::detectGyroData(const MP4::Container& movie) {
     if (box != nullptr) hasGyro = box->size() > emptyBytes;
 }
 
-void Sondex::detect_movie(const MP4::Container& movie) {
+void Sondex::detect_movie(const MP4::Container& movie, Picture picture) {
     VideoFacts facts;
     bool described = false;
-    movie.open(
-        [&](WEKU::FileIO& file) { described = VideoReader::describeSource(movie, file, facts); });
+    movie.open([&](WEKU::FileIO& file) {
+        described = picture == Picture::decoded ? VideoReader::describeSource(movie, file, facts)
+                                                : VideoReader::describeHeaders(movie, file, facts);
+    });
     nominalFrameRate = facts.nominalFrameRate;
+    pictureTrouble = facts.trouble;
     if (!described) return;
     width = WEKU::truncateToInt32(facts.width);
     height = WEKU::truncateToInt32(facts.height);
@@ -152,4 +157,23 @@ void Sondex::detectBitRate(const MP4::Container& movie) {
         }
         return true;
     });
+}
+
+Sondex::PROJECTION Sondex::projection() const {
+    if (record.type == 2) return PROJECTION_DUALFISH;
+    if (record.type == 1) return PROJECTION_EQUI;
+    const bool twoToOne = width / 2 == height;
+    return record.type == 0 && cameraVersion == MetaBuilder::CAMERA_UNKNOWN && twoToOne
+               ? PROJECTION_EQUI
+               : PROJECTION_UNKNOWN;
+}
+
+const char* Sondex::nameOf(PROJECTION projection) {
+    static constexpr const char* names[] = {"unknown", "equi", "dualfish"};
+    return names[projection];
+}
+
+const char* Sondex::nameOf(CODEC codec) {
+    static constexpr const char* names[] = {"unknown", "H264", "H265"};
+    return names[codec];
 }

@@ -10,10 +10,14 @@ struct VideoFacts {
     double height = -1;
     /// Pictures a second: the track's pictures divided by its duration; 0 when either is unknown.
     float nominalFrameRate = 0;
+
+    /// Why there is no picture.
+    enum class Trouble { none, noDecoder, unreadable, noTrack, tooLarge, undecodable };
+    Trouble trouble = Trouble::none;
 };
 
-/// The seam behind which pictures are decoded. The build picks the reader: the one that decodes
-/// with FFmpeg, or the one that takes the headers' word (cmake/VideoReader.cmake).
+/// The seam behind which pictures are decoded. The build picks what stands behind it: FFmpeg, or
+/// the headers' word (cmake/VideoReader.cmake).
 namespace VideoReader {
 
 /// Describes the first video track, attached pictures not counted. `file` is the file whose boxes
@@ -21,5 +25,9 @@ namespace VideoReader {
 /// has no video track; true whether or not a picture could be decoded.
 [[nodiscard]] bool describeSource(const MP4::Container& movie, const WEKU::FileIO& file,
                                   VideoFacts& facts);
+
+/// The same, but takes the word of the track's tables and of its first sample entry.
+[[nodiscard]] bool describeHeaders(const MP4::Container& movie, const WEKU::FileIO& file,
+                                   VideoFacts& facts);
 
 }  // namespace VideoReader

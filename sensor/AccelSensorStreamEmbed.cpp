@@ -26,12 +26,18 @@ bool AccelSensorStreamEmbed::finishLoad() {
 }
 
 bool AccelSensorStreamEmbed::loadM29(const MP4::Container& movie, int newFrameRate) {
-    clear();
     std::vector<Ecompass> compass;
     std::vector<TopBottomCorrection> accel;
     std::uint16_t unusedRate = 0;
     loadM29_KDTC(movie, compass, unusedRate);
     loadM30_KDTD_with_KDTG(movie, accel, unusedRate);
+    return loadM29(compass, accel, newFrameRate);
+}
+
+bool AccelSensorStreamEmbed::loadM29(const std::vector<Ecompass>& compass,
+                                     const std::vector<TopBottomCorrection>& accel,
+                                     int newFrameRate) {
+    clear();
     if (compass.empty() || accel.empty() || compass.size() < accel.size()) {
         out(L"KDTC/KDTD is not enough size.\n");
         out(L"  KDTC:   %d\n", static_cast<int>(compass.size()));

@@ -42,11 +42,28 @@ class AccelSensorStreamEmbed {
     static void loadM30_KDTD_with_KDTG(const MP4::Container& movie,
                                        std::vector<TopBottomCorrection>& samples,
                                        std::uint16_t& rate);
+    /// The same, and the frame timestamps themselves.
+    static void loadM30(const MP4::Container& movie, std::vector<TopBottomCorrection>& samples,
+                        std::uint16_t& rate, std::vector<unsigned long long>& times);
+
+    /// What the headers of the sensor boxes say: the same rates as those of the loaders, without
+    /// reading the records.
+    struct Rates {
+        std::uint16_t gyro = 0;
+        std::uint16_t compass = 0;
+        std::uint16_t topBottom = 0;
+        /// There are accelerometer records.
+        bool hasTopBottom = false;
+    };
+    static Rates readRates(const MP4::Container& movie);
 
     /// Fills `infos` from the movie's compass and accelerometer and detects a reversed mounting.
     /// Deliberate: the two streams are paired by index, not by time.
     /// `newFrameRate` is 15 or 30. False when the streams do not suffice.
     bool loadM29(const MP4::Container& movie, int newFrameRate);
+    /// The same from streams that are loaded, as `loadM30_KDTD_with_KDTG` leaves the accelerometer.
+    bool loadM29(const std::vector<Ecompass>& compass,
+                 const std::vector<TopBottomCorrection>& accel, int newFrameRate);
     /// The same from a raw accelerometer file at its position; with `filter` every axis is
     /// smoothed, on a thread of its own. False when the file is shorter than it announces.
     bool load(int unused, WEKU::FileIO& file, bool filter);

@@ -164,23 +164,18 @@ Accel interpolate(const Accel& p, const Accel& q, std::uint64_t g) {
     return {between(p.x, q.x), between(p.y, q.y), between(p.z, q.z), WEKU::truncateToUint64(time)};
 }
 
-}  // namespace
-
-template <class T>
-void AccelSensorStreamEmbed::loadM29_KDTx(const MP4::Container& movie, const char* name,
-                                          std::vector<T>& records, std::uint16_t& rate,
-                                          const std::function<void(T&)>& swap) {
-    records.clear();
-    rate = 0;
+/// Calls `visit(file, header)` for every sound box of this name, the file standing at its records.
+template <class Visit>
+void eachStream(const MP4::Container& movie, const char* name, std::uint32_t unitSize,
+                const Visit& visit) {
     const std::vector<const MP4::BOX*> boxes = boxesNamed(movie, name);
     const auto read = [&](MP4::BinFile& file, const MP4::BOX& box) {
         unsigned char bytes[headerEnd - 8] = {};
         file.readAt(box.start + 8, bytes, sizeof bytes);
         const StreamHeader header(bytes);
-        if (!checkHeader(header, name, sizeof(T), box.size())) return;
-        rate = header.rate;
+        if (!checkHeader(header, name, unitSize, box.size())) return;
         file.moveTo(box.start + headerEnd);
-        appendRecords(file, header, records, swap);
+        visit(file, header);
     };
     // The file is opened for the first box that needs it and stays open for the others; as long as
     // it does not open, each box tries and says so.
@@ -196,6 +191,36 @@ void AccelSensorStreamEmbed::loadM29_KDTx(const MP4::Container& movie, const cha
         });
         if (opened) return;
     }
+}
+
+}  // namespace
+
+template <class T>
+void AccelSensorStreamEmbed::loadM29_KDTx(const MP4::Container& movie, const char* name,
+                                          std::vector<T>& records, std::uint16_t& rate,
+                                          const std::function<void(T&)>& swap) {
+    records.clear();
+    rate = 0;
+    const auto load = [&](MP4::BinFile& file, const StreamHeader& header) {
+        rate = header.rate;
+        appendRecords(file, header, records, swap);
+    };
+    eachStream(movie, name, sizeof(T), load);
+}
+
+AccelSensorStreamEmbed::Rates AccelSensorStreamEmbed::readRates(const MP4::Container& movie) {
+    Rates rates;
+    const auto into = [](std::uint16_t& rate) {
+        return [&rate](MP4::BinFile&, const StreamHeader& header) { rate = header.rate; };
+    };
+    eachStream(movie, "KDTB", sizeof(Gyro), into(rates.gyro));
+    eachStream(movie, "KDTC", sizeof(Ecompass), into(rates.compass));
+    eachStream(movie, "KDTD", sizeof(TopBottomCorrection),
+               [&](MP4::BinFile&, const StreamHeader& header) {
+                   rates.topBottom = header.rate;
+                   rates.hasTopBottom = rates.hasTopBottom || header.count > 0;
+               });
+    return rates;
 }
 
 void AccelSensorStreamEmbed::loadM29_KDTB(const MP4::Container& movie, std::vector<Gyro>& samples,
@@ -225,6 +250,12 @@ void AccelSensorStreamEmbed::loadM30_KDTD_with_KDTG(const MP4::Container& movie,
                                                     std::vector<TopBottomCorrection>& samples,
                                                     std::uint16_t& rate) {
     std::vector<unsigned long long> times;
+    loadM30(movie, samples, rate, times);
+}
+
+void AccelSensorStreamEmbed::loadM30(const MP4::Container& movie,
+                                     std::vector<TopBottomCorrection>& samples, std::uint16_t& rate,
+                                     std::vector<unsigned long long>& times) {
     std::uint16_t unusedRate = 0;
     loadM30_KDTG(movie, times, unusedRate);
     if (times.empty()) {

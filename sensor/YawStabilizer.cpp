@@ -91,22 +91,31 @@ YawStabilizer::Config::Config(MetaBuilder::CAMERA_VERSION version) {
 
 bool YawStabilizer::init(const MP4::Container& movie, VideoStabilizationMode::MODE mode,
                          int frameRate, bool reversed, MetaBuilder::CAMERA_VERSION version) {
+    std::vector<Gyro> gyro;
+    std::vector<TopBottomCorrection> accel;
+    std::uint16_t gyroRate = 0, rate = 0;
+    if (mode != VideoStabilizationMode::DISABLED) {
+        AccelSensorStreamEmbed::loadM29_KDTB(movie, gyro, gyroRate);
+        AccelSensorStreamEmbed::loadM30_KDTD_with_KDTG(movie, accel, rate);
+    }
+    return init(gyro, accel, rate, mode, frameRate, reversed, version);
+}
+
+bool YawStabilizer::init(const std::vector<Gyro>& gyro,
+                         const std::vector<TopBottomCorrection>& accel, std::uint16_t rate,
+                         VideoStabilizationMode::MODE mode, int frameRate, bool reversed,
+                         MetaBuilder::CAMERA_VERSION version) {
     yaws.clear();
     sensorRate = 30;
     videoFrameRate = 30;
     if (mode == VideoStabilizationMode::DISABLED) return true;
 
-    std::vector<Gyro> gyro;
-    std::vector<TopBottomCorrection> accel;
-    std::uint16_t gyroRate = 0;
-    AccelSensorStreamEmbed::loadM29_KDTB(movie, gyro, gyroRate);
-    AccelSensorStreamEmbed::loadM30_KDTD_with_KDTG(movie, accel, sensorRate);
+    sensorRate = rate;
     if (gyro.empty() || accel.empty()) {
         WEKU::Console::out(L"No metadata for yaw-stabilizer.\n");
         return false;
     }
-    generate(gyro, accel, gyroRate, mode == VideoStabilizationMode::LOCK_DIRECTION, reversed,
-             version);
+    generate(gyro, accel, 0, mode == VideoStabilizationMode::LOCK_DIRECTION, reversed, version);
     videoFrameRate = static_cast<float>(frameRate);
     return true;
 }

@@ -33,6 +33,10 @@ class YawStabilizer {
     /// disabled, without angles; false when the movie has no such streams.
     bool init(const MP4::Container& movie, VideoStabilizationMode::MODE mode, int frameRate,
               bool reversed, MetaBuilder::CAMERA_VERSION version);
+    /// The same from streams that are loaded; `rate` is that of the accelerometer.
+    bool init(const std::vector<Gyro>& gyro, const std::vector<TopBottomCorrection>& accel,
+              std::uint16_t rate, VideoStabilizationMode::MODE mode, int frameRate, bool reversed,
+              MetaBuilder::CAMERA_VERSION version);
 
     /// Appends to `yaws` the angles for the accelerometer's records, the first of which is where
     /// the turn begins. `sensorRate` must be set.

@@ -37,16 +37,9 @@ int movedOffZero(int descriptor) {
     return moved;
 }
 
-bool handOut(FileIO& file, const FileIO::Callback& callback) {
-    if (!file.isOpen()) return false;
-    if (FileIO_show_process_file_name) Console::out(L"processing %ls ...\n", file.name().c_str());
-    callback(file);
-    return true;
-}
-
 bool scopedOpen(const std::wstring& path, wchar_t mode, const FileIO::Callback& callback) {
     FileIO file(path, mode);
-    return handOut(file, callback);
+    return file.handOut(callback);
 }
 
 }  // namespace
@@ -58,6 +51,7 @@ FileIO::FileIO(const std::wstring& path, wchar_t mode, int given)
     : path(path), mode(static_cast<int>(mode)) {
     const int opened = movedOffZero(given);
     if (opened < 0) {
+        error = errno;
         Console::out(L"open(%ls, '%c') failed.\n", path.c_str(), this->mode);
         return;
     }
@@ -91,7 +85,14 @@ bool FileIO::open_new(const std::wstring& path, const Callback& callback) {
     const std::string name = wchar::wcs2mbs(path);
     ::unlink(name.c_str());
     FileIO file(path, L'w', ::open(name.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600));
-    return handOut(file, callback);
+    return file.handOut(callback);
+}
+
+bool FileIO::handOut(const Callback& callback) {
+    if (!isOpen()) return false;
+    if (FileIO_show_process_file_name) Console::out(L"processing %ls ...\n", name().c_str());
+    callback(*this);
+    return true;
 }
 
 bool FileIO::exist(const std::wstring& path) {

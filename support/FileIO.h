@@ -66,7 +66,15 @@ class FileIO {
     /// Flushes the folder of `path` to the disk, so that a rename in it lasts.
     static bool syncFolderOf(const std::wstring& path);
 
+    /// What the scoped opens do with an open file: announces it, runs the callback, returns true;
+    /// false when the file is not open.
+    bool handOut(const Callback& callback);
+
     bool isOpen() const { return descriptor != 0; }
+    /// Why the file did not open, as the system's error number; 0 when it did.
+    int openError() const { return error; }
+    /// False for folders, devices and the like, and when not open.
+    bool isRegular() const;
     const std::wstring& name() const { return path; }
     std::uint64_t tell() const { return position; }
 
@@ -130,6 +138,7 @@ class FileIO {
     bool seek(std::int64_t offset, int whence, const wchar_t* message, std::int64_t shown);
 
     int descriptor = 0;
+    int error = 0;
     const std::wstring& path;
     int mode;
 

@@ -28,6 +28,11 @@ FileStamp FileIO::stamp() const {
     return isOpen() && ::fstat(descriptor, &facts) == 0 ? stampFrom(facts) : FileStamp{};
 }
 
+bool FileIO::isRegular() const {
+    struct stat facts {};
+    return isOpen() && ::fstat(descriptor, &facts) == 0 && S_ISREG(facts.st_mode);
+}
+
 FileStamp FileIO::stampOf(const std::wstring& path) {
     struct stat facts {};
     return ::stat(wchar::wcs2mbs(path).c_str(), &facts) == 0 ? stampFrom(facts) : FileStamp{};

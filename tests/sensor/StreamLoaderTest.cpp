@@ -96,14 +96,20 @@ TEST(StreamLoader, MalformedHeadersPrintTheirLines) {
                                         streamBox("KDTB", two, {.bigEndian = true, .rate = 9}));
     EXPECT_EQ(joined.rows.size(), 4U);
     EXPECT_EQ(joined.rate, 9);
-    // Of a file that went away, each box says so; one that is too short needs no file.
-    const OpenedMovie gone(
+    // A tree that was parsed from a caller's handle names a file, which each box then asks for and
+    // misses; one that is too short needs none.
+    const OpenedMovie parsed(
         sensorMovie(streamBox("KDTB", two) + box("KDTB") + streamBox("KDTB", two)));
-    WEKU::FileIO::unlink(gone.path);
-    const std::string line = "open(" + WEKU::wchar::narrow(gone.path) + ", 'r') failed.\n";
+    MP4::Container gone;
+    parsed.movie.open([&](WEKU::FileIO& handle) {
+        MP4::BinFile file(handle);
+        gone.parse(file, MP4::Container::wholeFile);
+    });
+    gone.path = L"gone";
+    const std::string line = "open(gone, 'r') failed.\n";
     std::vector<Streams::Gyro> none;
     std::uint16_t rate = 0;
-    EXPECT_EQ(captureOutput([&] { Streams::loadM29_KDTB(gone.movie, none, rate); }),
+    EXPECT_EQ(captureOutput([&] { Streams::loadM29_KDTB(gone, none, rate); }),
               line + "KDTB: Not enough length. except less than 24, but 8.\n" + line);
 }
 

@@ -1,0 +1,52 @@
+#include <algorithm>
+
+#include "probe/Sondex.h"
+#include "sensor/MovieSensors.h"
+#include "sondex/inside/Opening.h"
+
+namespace sondex {
+
+using namespace inside;
+
+namespace {
+
+/// The door's records have the members of the loaders' records and no others.
+template <class To, class From>
+std::vector<To> copied(const std::vector<From>& records) {
+    std::vector<To> copies(records.size());
+    std::transform(records.begin(), records.end(), copies.begin(), [](const From& record) {
+        return To{record.x, record.y, record.z, record.timestamp};
+    });
+    return copies;
+}
+
+Result<MotionStreams> motionOf(const MP4::Container& movie) {
+    if (movie.moov == nullptr) return whyNoMovie(movie);
+    Sondex probe;
+    probe.readModel(movie);
+    probe.readKMKN(movie);
+    probe.detect_movie(movie, Sondex::Picture::claimed);
+    const auto mode = VideoStabilizationMode::yawMode(probe.record.stabilize);
+    MovieSensors sensors;
+    sensors.load(movie);
+    sensors.analyse(mode, probe.frameRateClass(), probe.cameraVersion);
+
+    MotionStreams motion;
+    motion.gyro = copied<GyroSample>(sensors.gyro);
+    motion.compass = copied<CompassSample>(sensors.compass);
+    motion.accelerometer = copied<AccelerometerSample>(sensors.topBottom);
+    motion.frameTimes.assign(sensors.frameTimes.begin(), sensors.frameTimes.end());
+    motion.rates = {sensors.topBottomRate, sensors.gyroRate, sensors.compassRate};
+    motion.yawMode = static_cast<YawMode>(mode);
+    motion.yaw = std::move(sensors.stabilizer.yaws);
+    motion.upsideDown = sensors.upDownReversed;
+    return motion;
+}
+
+}  // namespace
+
+Result<MotionStreams> readMotion(std::string_view path, const Options& options) {
+    return readFile<MotionStreams>(path, options, MP4::Container::wholeFile, motionOf);
+}
+
+}  // namespace sondex

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "exif/CameraRecord.h"
+#include "mp4/Container.h"
+#include "sondex/Read.h"
+
+/// What the readers of the door share: facts out of a file that is open.
+namespace sondex::inside {
+
+[[nodiscard]] Result<MovieFacts> movieFacts(const MP4::Container& movie, bool decode);
+[[nodiscard]] Result<StillFacts> stillFacts(const MP4::Container& file);
+[[nodiscard]] Camera cameraOf(const ExifParser::ZELVA& record);
+
+}  // namespace sondex::inside

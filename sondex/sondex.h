@@ -1,0 +1,9 @@
+#pragma once
+
+/// Everything of the front door.
+#include "sondex/Boxes.h"
+#include "sondex/Facts.h"
+#include "sondex/Json.h"
+#include "sondex/Motion.h"
+#include "sondex/Read.h"
+#include "sondex/Result.h"
