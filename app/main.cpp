@@ -4,9 +4,13 @@
 
 #include "app/MetaReader.h"
 #include "support/Console.h"
+#include "support/EndingSignals.h"
+#include "support/StandardStreams.h"
 #include "support/WideText.h"
 
 int main(int argc, char** argv) {
+    WEKU::holdStandardStreams();
+    WEKU::handleEndingSignals();
     WEKU::Console::init_locale();
     // The words beyond the tenth, program name included, count as absent.
     constexpr int mostWords = 10;

@@ -7,10 +7,24 @@
 
 namespace MP4 {
 
-BinFile::BinFile(WEKU::FileIO& opened) : FileIO(opened), knownLength(opened.length()) {}
+BinFile::BinFile(WEKU::FileIO& opened)
+    : FileIO(opened), knownChanges(changeCount()), knownLength(opened.length()) {}
+
+void BinFile::catchUp() const {
+    if (knownChanges == changeCount()) return;
+    knownChanges = changeCount();
+    // A length that cannot be asked must not let the rest of an edit find nothing.
+    if (const WEKU::FileStamp now = stamp(); now.node != 0) knownLength = now.length;
+    windowLength = 0;
+}
+
+std::uint64_t BinFile::fileLength() const {
+    catchUp();
+    return knownLength;
+}
 
 std::uint64_t BinFile::available() const {
-    const std::uint64_t end = std::min(limit, knownLength);
+    const std::uint64_t end = std::min(limit, fileLength());
     return position <= end ? end - position : 0;
 }
 
@@ -82,7 +96,6 @@ std::string BinFile::takeText(std::uint64_t count) {
 }
 
 bool BinFile::put(const unsigned char* bytes, std::uint64_t count) {
-    windowLength = 0;
     return writeAll(bytes, count);
 }
 

@@ -15,7 +15,8 @@ namespace MP4 {
 
 /// The handle that box parsers read through: a read position with a limit beyond which no field
 /// is read. Every read stands on `take`, the one place where position, limit and file length are
-/// compared; a refused field gives 0 and does not move the position.
+/// compared; a refused field gives 0 and does not move the position. What is written through this
+/// handle, or another that shares its file, is seen at once.
 class BinFile : public WEKU::FileIO {
   public:
     /// Shares the open file of `opened`, which must outlive this handle.
@@ -25,7 +26,7 @@ class BinFile : public WEKU::FileIO {
     std::uint64_t limit = UINT64_MAX;
     ParseBudget budget;
 
-    std::uint64_t fileLength() const { return knownLength; }
+    std::uint64_t fileLength() const;
 
     /// Moves the position, whether or not anything stands there.
     void moveTo(std::uint64_t offset) { position = offset; }
@@ -77,13 +78,16 @@ class BinFile : public WEKU::FileIO {
 
     /// The bytes between the position and the nearer of limit and file end.
     std::uint64_t available() const;
+    /// Forgets what is known of the file if it was changed since.
+    void catchUp() const;
     template <class T>
     T takeBig();
 
-    std::uint64_t knownLength;
+    mutable std::uint64_t knownChanges;
+    mutable std::uint64_t knownLength;
     /// A read-ahead window, so that a header's fields cost one system call and not one each.
     std::uint64_t windowStart = 0;
-    std::uint64_t windowLength = 0;
+    mutable std::uint64_t windowLength = 0;
     std::array<unsigned char, 4096> window;
 };
 

@@ -132,7 +132,7 @@ std::unique_ptr<BOX> NestedBox::allocChild(const BOX& header) {
     return std::make_unique<BOX>(header, this);
 }
 
-void NestedBox::find(const char* path, const Visitor& visit) const {
+void NestedBox::find(const char* path, Visitor visit) const {
     for (int i = 0; i < 4; ++i) {
         if (path[i] == '\0') return;
     }

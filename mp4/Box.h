@@ -49,6 +49,8 @@ class BOX {
     /// or write.
     bool copyTo(WEKU::FileIO& src, WEKU::FileIO& dst) const;
 
+    /// Holds nothing: its bytes are there for edits.
+    bool isSpare() const { return type == fourCC("free") || type == fourCC("skip"); }
     /// 8, or 16 with a 64-bit size.
     std::uint64_t headerLength() const { return largeSize ? 16 : 8; }
     /// First byte behind the box; all ones when that passes 64 bits.
@@ -97,8 +99,8 @@ class NestedBox : public BOX {
 
     /// Calls `visit` on every box below this one that matches `path`, four-character codes joined
     /// by ".". Deliberate: a false ends only the level of the match; boxes under another parent may
-    /// follow.
-    void find(const char* path, const Visitor& visit) const;
+    /// follow. Each level calls a copy of the visitor of its own.
+    void find(const char* path, Visitor visit) const;
     /// Runs `action` once if no box matches `path`.
     void if_not_found(const char* path, const std::function<void()>& action) const;
 

@@ -10,25 +10,27 @@ bool Container::attach(const std::wstring& newPath, std::uint64_t end) {
     auto opened = std::make_unique<Source>(newPath);
     openError = opened->file.openError();
     return opened->file.handOut([&](WEKU::FileIO& handle) {
-        path = opened->path;
-        stamp = handle.stamp();
         BinFile file(handle);
         parse(file, end);
-        // A length that the system does not tell reads as 0, and the tree is empty.
-        parsedWhole = parsedWhole && stamp.node != 0 && stamp.length == file.fileLength();
         source = std::move(opened);
     });
 }
 
 void Container::parse(BinFile& file, std::uint64_t end) {
-    source.reset();
+    // The handle may be one that `open` handed out.
+    if (source && !file.isSharing(source->file)) source.reset();
+    path = file.name();
+    stamp = file.stamp();
+    touched = false;
     moov = nullptr;
     mdat = nullptr;
     videoTrack = nullptr;
     file.budget = ParseBudget::forFile(file.fileLength());
     root = std::make_unique<ROOT>(std::min(end, file.fileLength()));
     root->parseBox(file, end);
-    parsedWhole = !file.sawShortRead() && file.budget.boxes > 0;
+    // A length that the system does not tell reads as 0, and the tree is empty.
+    parsedWhole = !file.sawShortRead() && file.budget.boxes > 0 && stamp.node != 0 &&
+                  stamp.length == file.fileLength();
 
     mdat = first("mdat");
     moov = first("moov");
@@ -51,14 +53,22 @@ void Container::dump() const {
 }
 
 bool Container::open(const WEKU::FileIO::Callback& callback) const {
-    if (!source) return WEKU::FileIO::open(path, callback);
+    if (!source && underEdit == nullptr) return WEKU::FileIO::open(path, callback);
     // A handle of its own for each, because callbacks move the position and may nest.
-    BinFile handle(source->file);
+    BinFile handle(underEdit != nullptr ? *underEdit : source->file);
     return handle.handOut(callback);
 }
 
-bool Container::open_a(const WEKU::FileIO::Callback& callback) const {
-    return WEKU::FileIO::open_a(path, callback);
+bool Container::open_a(const WEKU::FileIO::Callback& callback) {
+    if (underEdit != nullptr) return open(callback);
+    return WEKU::FileIO::open_a(path, [&](WEKU::FileIO& opened) {
+        const WEKU::FileStamp before = opened.stamp();
+        callback(opened);
+        const WEKU::FileStamp after = opened.stamp();
+        if (before != stamp || after == before) return;
+        stamp = after;
+        touched = true;
+    });
 }
 
 std::string Container::payload(const BOX& box, std::uint64_t most) const {

@@ -26,7 +26,8 @@ class Container {
     /// True while the file that was attached is as it was when it was parsed. One that was replaced
     /// under its name stays so.
     bool isUnchanged() const { return source && source->file.stamp() == stamp; }
-    /// Parses the boxes that start at the position of `file`; the tree of before is destroyed.
+    /// Parses the boxes that start at the position of `file`, whose movie the container then stands
+    /// for; the tree of before is destroyed.
     void parse(BinFile& file, std::uint64_t end);
 
     /// As NestedBox::find, from the root; nothing is found before the first parse.
@@ -39,9 +40,11 @@ class Container {
     void dump() const;
 
     /// Runs the callback on the file that was parsed, for reading, or opens the path for in-place
-    /// updates. False when there is no file.
+    /// updates; in the callbacks of an edit both stand for the file that the edit has open. False
+    /// when there is no file. What is written through `open_a` is no foreign change to a later
+    /// edit; who changes sizes or places of boxes with it attaches the file again first.
     bool open(const WEKU::FileIO::Callback& callback) const;
-    bool open_a(const WEKU::FileIO::Callback& callback) const;
+    bool open_a(const WEKU::FileIO::Callback& callback);
 
     /// The bytes behind an 8-byte header, as many as `size` announces and the file holds; empty
     /// for a box below 9 bytes.
@@ -51,18 +54,20 @@ class Container {
     using Edit = std::function<bool(BinFile& file)>;
     /// Writes the whole new file and sets the bound up to which it is parsed for the front fix:
     /// for an insertion, where the new bytes begin.
-    using Copy = std::function<bool(BinFile& src, BinFile& dst, std::uint64_t& insertAt)>;
+    using Copy = std::function<bool(BinFile& src, BinFile& dst, unsigned long long& insertAt)>;
     /// Corrects the copy: `copy` is parsed from it, `file` is open for update.
     using Fix = std::function<bool(Container& copy, BinFile& file)>;
 
     /// Edits the file in place and parses it again. Nothing is rolled back: an edit that can fail
-    /// looks before it writes. `name` is used in the failure message.
+    /// looks before it writes. `name` is used in the failure message. The callback of an edit can
+    /// make no other edit of the same container.
     bool modifyContainer(const wchar_t* name, const Edit& edit);
 
-    /// Rewrites the file: `copy` writes a temporary file beside it, `fixFront` runs on that file
+    /// Rewrites the file: `copy` writes a new file in its folder, `fixFront` runs on that file
     /// parsed up to the insertion (its enclosing boxes still show their old sizes), `fixAll` on
-    /// the whole. Only when every byte has been read, written and flushed does the copy replace
-    /// the source, in one step; on any failure the source is as it was and the copy is gone.
+    /// the whole, all through one handle. Only when every byte has been read, written and flushed
+    /// does the copy replace the source, in one step; on any failure the source is as it was and
+    /// the copy is gone.
     /// The container parses its file again in every case, and boxes kept from before are invalid.
     bool modifyContainer(const wchar_t* name, const Copy& copy, const Fix& fixFront,
                          const Fix& fixAll);
@@ -116,8 +121,9 @@ class Container {
     /// cannot be read or the bytes that move are referred to in ways that cannot be kept right.
     bool appendFullRangeAndConstrainedSet1Flag(bool fullRange);
 
-    /// When not empty, receives the next rewrite in place of the source; cleared when that
-    /// succeeded, and the container then stands for this file. May not be the source itself.
+    /// When not empty, receives the result of the next edit, of whatever kind, and the source stays
+    /// as it is; cleared when that succeeded, and the container then stands for this file. May not
+    /// be the source itself.
     std::wstring outputPath;
 
     std::wstring path;
@@ -135,14 +141,19 @@ class Container {
         WEKU::FileIO file;
     };
 
+    class EditScope;
+
+    /// Says so when the edit is asked for by the callback of another.
+    bool isWithinEdit() const;
     /// Keeps other editors of `opened` out; false, with the reason, when one is at work or the
     /// tree does not describe the file as it is.
     bool mayEdit(WEKU::FileIO& opened) const;
+    /// Parses the file anew if it was changed through `open_a`.
+    void readAgainIfTouched();
     bool editInPlace(const Edit& edit);
-    bool rewrite(const std::wstring& source, const std::wstring& target,
-                 const std::wstring& temporary, const Copy& copy, const Fix& fixFront,
-                 const Fix& fixAll) const;
-    bool hasOtherAbsoluteOffsets() const;
+    /// The rewrite without its message; afterwards the container stands for the output, unparsed.
+    bool rewrite(const Copy& copy, const Fix& fixFront, const Fix& fixAll);
+    bool fixCopy(WEKU::FileIO& made, std::uint64_t bound, const Fix& fix) const;
     bool append(const UUID& box, const wchar_t* existedMessage);
 
     /// The file whose boxes the tree holds; null when it was parsed from a caller's handle.
@@ -152,6 +163,10 @@ class Container {
     WEKU::FileStamp stamp;
     /// No read failed in the parse, and it listed every box that it met.
     bool parsedWhole = false;
+    /// The container's user wrote to the file since.
+    bool touched = false;
+    /// The file that the edit under way has open.
+    WEKU::FileIO* underEdit = nullptr;
 };
 
 }  // namespace MP4

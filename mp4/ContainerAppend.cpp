@@ -13,6 +13,7 @@ using WEKU::Console::warn;
 using WEKU::wchar::narrow;
 
 bool Container::updateTimeStamp(std::uint64_t time) {
+    readAgainIfTouched();
     std::vector<const TimedBox*> headers;
     const auto collect = [&headers](BOX& box) {
         headers.push_back(static_cast<const TimedBox*>(&box));
@@ -48,7 +49,8 @@ bool Container::appendAxis(const std::string& axis) {
 
 bool Container::append(const UUID& box, const wchar_t* existedMessage) {
     // A tree of a part of the file does not show its last box.
-    if (root && root->size() < stamp.length) attach(path, wholeFile);
+    touched = touched || (root && root->size() < stamp.length);
+    readAgainIfTouched();
     bool existed = false;
     find("uuid", [&](BOX& found) {
         existed = static_cast<UUID&>(found).is(box.uuid);
@@ -56,7 +58,7 @@ bool Container::append(const UUID& box, const wchar_t* existedMessage) {
     });
     if (existed) {  // Deliberate: no failure; the payload is dropped.
         out(existedMessage);
-        return true;
+        return outputPath.empty() || editInPlace([](BinFile&) { return true; });
     }
     const bool done = editInPlace([&](BinFile& file) {
         const std::uint64_t oldLength = file.fileLength();
@@ -76,7 +78,7 @@ bool Container::append(const UUID& box, const wchar_t* existedMessage) {
         }
         return false;
     });
-    if (done) attach(path, wholeFile);
+    if (done) attach(std::wstring(path), wholeFile);
     return done;
 }
 

@@ -1,136 +1,202 @@
 #include <algorithm>
 
+#include "mp4/AbsoluteOffsets.h"
 #include "mp4/ChunkOffsets.h"
 #include "mp4/Container.h"
 #include "mp4/HeaderBoxes.h"
 #include "support/Console.h"
+#include "support/ReplacementFile.h"
 #include "support/WideText.h"
 
 namespace MP4 {
 
 using WEKU::FileIO;
+using WEKU::FileStamp;
 using WEKU::Console::out;
 using WEKU::Console::warn;
 using WEKU::wchar::narrow;
 
 namespace {
 
-/// The last step ahead of the exchange: the copy looks like the source and is on the disk.
-bool seal(const std::wstring& temporary, const FileIO& source) {
-    bool sealed = false;
-    FileIO::open_a(temporary,
-                   [&](FileIO& copy) { sealed = copy.takePermissions(source) && copy.sync(); });
-    return sealed;
-}
-
-/// Removes the temporary file unless it has become the movie.
-struct TemporaryFile {
-    const std::wstring& path;
-    bool mayStand = false;
-    ~TemporaryFile() {
-        if (mayStand) FileIO::unlink(path);
-    }
-};
-
 bool isEnclosed(const BOX& anchor, const BOX& box) {
     return anchor.start >= box.start && anchor.end() <= box.end();
 }
 
+/// The same boxes stand at the same places.
+bool isSameTree(const BOX& one, const BOX& other) {
+    if (one.type != other.type || one.start != other.start || one.size() != other.size() ||
+        one.hasChild() != other.hasChild()) {
+        return false;
+    }
+    if (!one.hasChild()) return true;
+    const auto& ours = static_cast<const NestedBox&>(one).children;
+    const auto& theirs = static_cast<const NestedBox&>(other).children;
+    return std::equal(ours.begin(), ours.end(), theirs.begin(), theirs.end(),
+                      [](const auto& a, const auto& b) { return isSameTree(*a, *b); });
+}
+
+bool describes(const ROOT& tree, FileIO& opened) {
+    Container now;
+    BinFile file(opened);
+    now.parse(file, tree.size());
+    return isSameTree(tree, *now.root);
+}
+
+bool refuse(const std::wstring& path, const char* reason) {
+    warn("%s %s", narrow(path).c_str(), reason);
+    return false;
+}
+
+const Container::Copy copyAll = [](BinFile& src, BinFile& dst, unsigned long long& insertAt) {
+    insertAt = src.fileLength();
+    return src.copyAll(dst, insertAt);
+};
+
+const Container::Fix fixNothing = [](Container&, BinFile&) { return true; };
+
 }  // namespace
 
+/// While it lives, the container's own opens hand out the file that the edit has open.
+class Container::EditScope {
+  public:
+    EditScope(Container& edited, FileIO& file) : edited(edited) { edited.underEdit = &file; }
+    ~EditScope() { edited.underEdit = nullptr; }
+    EditScope(const EditScope&) = delete;
+    EditScope& operator=(const EditScope&) = delete;
+
+  private:
+    Container& edited;
+};
+
+bool Container::isWithinEdit() const {
+    return underEdit != nullptr && !refuse(path, "is being edited: no edit within an edit");
+}
+
 bool Container::mayEdit(FileIO& opened) const {
-    const char* reason = !opened.lock()            ? "is being edited by another program"
-                         : opened.stamp() != stamp ? "has changed since it was read"
-                         : !parsedWhole            ? "could not be read in full"
-                                                   : nullptr;
-    if (reason != nullptr) warn("%s %s", narrow(opened.name()).c_str(), reason);
-    return reason == nullptr;
+    // The lock comes first: an edit that ends in between is then seen by what follows.
+    const bool locked = opened.lock();
+    const FileStamp now = opened.stamp();
+    const char* reason =
+        !locked                                         ? "is being edited by another program"
+        : now != stamp                                  ? "has changed since it was read"
+        : !FileIO::stampOf(opened.name()).sameFile(now) ? "has been replaced since it was opened"
+        : touched && !describes(*root, opened)          ? "has other boxes since it was read"
+        : !parsedWhole                                  ? "could not be read in full"
+                                                        : nullptr;
+    return reason == nullptr || refuse(opened.name(), reason);
+}
+
+void Container::readAgainIfTouched() {
+    if (touched && underEdit == nullptr) attach(std::wstring(path), wholeFile);
 }
 
 bool Container::editInPlace(const Edit& edit) {
+    if (isWithinEdit()) return false;
+    if (!outputPath.empty()) {
+        const auto editCopy = [&](Container&, BinFile& file) { return edit(file); };
+        if (!rewrite(copyAll, fixNothing, editCopy)) return false;
+        attach(std::wstring(path), wholeFile);
+        return true;
+    }
     bool done = false;
-    open_a([&](FileIO& opened) {
+    FileIO::open_a(path, [&](FileIO& opened) {
         if (!mayEdit(opened)) return;
         BinFile file(opened);
+        const EditScope scope(*this, opened);
         done = edit(file) && !file.sawShortWrite();
-        stamp = opened.stamp();
+        const FileStamp after = opened.stamp();
+        if (done && after.node != 0 && !FileIO::stampOf(path).sameFile(after)) {
+            done = refuse(path, "was replaced while it was edited");
+        }
+        stamp = after;
     });
     return done;
 }
 
 bool Container::modifyContainer(const wchar_t* name, const Edit& edit) {
+    if (!outputPath.empty()) {
+        return modifyContainer(name, copyAll, fixNothing,
+                               [&](Container&, BinFile& file) { return edit(file); });
+    }
     const bool done = editInPlace([&](BinFile& file) { return edit(file) && file.sync(); });
     if (!done) out(L"Container::modifyContainer::%ls(%ls) failed.\n", name, path.c_str());
-    attach(path, wholeFile);
+    if (underEdit == nullptr) attach(std::wstring(path), wholeFile);
     return done;
 }
 
 bool Container::modifyContainer(const wchar_t* name, const Copy& copy, const Fix& fixFront,
                                 const Fix& fixAll) {
-    const std::wstring source = FileIO::resolve(path);
-    const std::wstring target = outputPath.empty() ? source : FileIO::resolve(outputPath);
-    const std::wstring temporary = target + L".tmp.mp4";
-    const bool done = rewrite(source, target, temporary, copy, fixFront, fixAll);
+    const std::wstring source = path;
+    const std::wstring stated = outputPath.empty() ? path + L".tmp.mp4" : outputPath;
+    const bool done = rewrite(copy, fixFront, fixAll);
     if (!done) {
         out(L"Container::modifyContainer::%ls(%ls to %ls) failed.\n", name, source.c_str(),
-            temporary.c_str());
-    } else if (!outputPath.empty()) {
-        path = outputPath;
-        outputPath.clear();
+            stated.c_str());
     }
-    attach(path, wholeFile);
+    if (underEdit == nullptr) attach(std::wstring(path), wholeFile);
     return done;
 }
 
-bool Container::rewrite(const std::wstring& source, const std::wstring& target,
-                        const std::wstring& temporary, const Copy& copy, const Fix& fixFront,
-                        const Fix& fixAll) const {
-    // A cut name could be that of another file, the source itself included.
-    const char* reason =
-        narrow(temporary).size() >= WEKU::wchar::maxNarrow ? "its temporary file's name is too long"
-        : !outputPath.empty() && FileIO::stampOf(target).sameFile(stamp) ? "it is the source itself"
-        : FileIO::stampOf(temporary).sameFile(stamp) ? "its temporary file is the source"
-        : !FileIO::isReplaceable(target)             ? "it is no regular file"
-                                                     : nullptr;
-    if (reason != nullptr) {
-        warn("%s cannot be written: %s", narrow(target).c_str(), reason);
-        return false;
-    }
-    const auto apply = [&temporary](std::uint64_t bound, const Fix& fix) {
-        Container fresh;
-        return fresh.attach(temporary, bound) &&
-               fresh.editInPlace([&](BinFile& file) { return fix(fresh, file); });
-    };
+bool Container::fixCopy(FileIO& made, std::uint64_t bound, const Fix& fix) const {
+    Container fresh;
+    BinFile whole(made);
+    fresh.parse(whole, bound);
+    if (!fresh.parsedWhole) return refuse(path, "has a copy that could not be read in full");
+    BinFile file(made);
+    const EditScope scope(fresh, made);
+    return fix(fresh, file) && !file.sawShortWrite();
+}
+
+bool Container::rewrite(const Copy& copy, const Fix& fixFront, const Fix& fixAll) {
+    if (isWithinEdit()) return false;
+    const bool elsewhere = !outputPath.empty();
+    const std::wstring source = FileIO::resolve(path);
+    const std::wstring target = elsewhere ? FileIO::resolve(outputPath) : source;
+    // Deliberate: the name that messages state. The file itself has another or none.
+    const std::wstring stated = elsewhere ? outputPath : path + L".tmp.mp4";
     bool replaced = false;
     FileIO::open(source, [&](FileIO& opened) {
         if (!mayEdit(opened)) return;
+        WEKU::ReplacementFile made(target, stated);
+        if (!made.isOpen()) return;
+        // An output takes the place of what stands there now; another edit may be quicker.
+        const FileStamp expected = elsewhere ? made.standing() : stamp;
+        const char* reason = !made.mayTakePlace() ? "cannot be written: it is no regular file"
+                             : elsewhere && expected.sameFile(stamp)
+                                 ? "cannot be written: it is the source itself"
+                                 : nullptr;
+        if (reason != nullptr) {
+            refuse(target, reason);
+            return;
+        }
+        const EditScope scope(*this, opened);
         BinFile src(opened);
-        if (outputPath.empty()) src.expectNoReuse();
-        TemporaryFile guard{temporary};
-        std::uint64_t insertAt = 0;
-        bool copied = false;
-        FileIO::open_new(temporary, [&](FileIO& made) {
-            guard.mayStand = true;
-            BinFile dst(made);
-            // Flushed by the handle that wrote: one opened later may never hear of a write that
-            // failed on its way to the disk in between.
-            copied = copy(src, dst, insertAt) && !src.sawShortRead() && !dst.sawShortWrite() &&
-                     made.sync();
-        });
-        // The stamp is asked again, of what stands at the path: a movie that was changed or
-        // exchanged meanwhile is not the one that was copied.
-        replaced = copied && apply(insertAt, fixFront) && apply(wholeFile, fixAll) &&
-                   seal(temporary, opened) && FileIO::stampOf(source) == stamp &&
-                   FileIO::rename(temporary, target);
-        guard.mayStand = guard.mayStand && !replaced;
+        BinFile dst(made);
+        if (!elsewhere) src.expectNoReuse();
+        unsigned long long insertAt = 0;
+        const bool copied = copy(src, dst, insertAt) && !src.sawShortRead() && !dst.sawShortWrite();
+        if (!copied || !fixCopy(made, insertAt, fixFront) || !fixCopy(made, wholeFile, fixAll)) {
+            return;
+        }
+        made.resemble(opened);
+        if (!made.sync()) return;
+        // A movie that was changed or exchanged meanwhile is not the one that was copied.
+        if (FileIO::stampOf(source) != stamp) {
+            refuse(source, "has changed while it was copied");
+            return;
+        }
+        replaced = made.takePlace(expected);
     });
-    if (replaced) FileIO::syncFolderOf(target);
+    if (replaced && elsewhere) {
+        path = outputPath;
+        outputPath.clear();
+    }
     return replaced;
 }
 
 bool Container::insertBox(const wchar_t* name, const BOX& anchor, bool replace, const Edit& write,
                           const Fix& fixFront, const Fix& fixAll) {
-    const auto copy = [&](BinFile& src, BinFile& dst, std::uint64_t& insertAt) {
+    const auto copy = [&](BinFile& src, BinFile& dst, unsigned long long& insertAt) {
         // A damaged anchor may claim more than the file; one without a size would swallow the rest.
         if (anchor.end() > src.fileLength() || (anchor.openEnded && !replace)) return false;
         const std::uint64_t front = replace ? anchor.start : anchor.end();
@@ -163,23 +229,16 @@ Container::Fix Container::shiftBehind(const BOX& anchor, std::int64_t delta) {
 
 Container::Fix Container::shiftOffsets(std::uint64_t moved, const Distance& distance) {
     return [moved, distance](Container& copy, BinFile& file) {
-        const auto& boxes = copy.root->children;
-        const bool dataMoved = std::any_of(boxes.begin(), boxes.end(), [&](const auto& box) {
-            return box->end() > moved && box->type != MOOV::code && box->type != fourCC("free") &&
-                   box->type != fourCC("skip");
-        });
-        if (!dataMoved) return true;
-        return ChunkOffsets::tables(copy, ChunkOffsets::movieTracks) > 0 &&
-               !copy.hasOtherAbsoluteOffsets() && ChunkOffsets::shift(copy, file, distance);
+        bool movieMoved = false, dataMoved = false;
+        for (const auto& box : copy.root->children) {
+            if (box->end() <= moved || box->isSpare()) continue;
+            (box->type == MOOV::code ? movieMoved : dataMoved) = true;
+        }
+        if (!movieMoved && !dataMoved) return true;
+        if (!AbsoluteOffsets::keptBy(file, dataMoved)) return false;
+        return !dataMoved || (ChunkOffsets::tables(copy, ChunkOffsets::movieTracks) > 0 &&
+                              ChunkOffsets::shift(copy, file, distance));
     };
-}
-
-bool Container::hasOtherAbsoluteOffsets() const {
-    for (const char* boxPath : {"moof", "mfra", "sidx", "moov.mvex", "meta.iloc",
-                                "moov.trak.mdia.minf.stbl.saio", "uuid.KATR.mdia.minf.stbl.saio"}) {
-        if (first(boxPath) != nullptr) return true;
-    }
-    return false;
 }
 
 bool Container::modifyBoxSize(BinFile& file, const BOX& box, std::int64_t delta) const {

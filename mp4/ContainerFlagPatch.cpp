@@ -24,10 +24,6 @@ struct Change {
     }
 };
 
-bool isSpare(const BOX& box) {
-    return box.type == fourCC("free") || box.type == fourCC("skip");
-}
-
 /// Whether the spare box can give so many bytes and stay a box, or vanish. Bytes it is given
 /// (a negative number) always find room.
 bool canGive(const BOX& spare, std::int64_t bytes) {
@@ -50,7 +46,7 @@ void addGift(SplicePlan& plan, const BOX& spare, std::int64_t bytes) {
 /// The spare box that stands right behind the record in its sample entry, or null.
 const BOX* spareBehind(const AVCC& record) {
     for (const auto& box : static_cast<const NestedBox*>(record.parent)->children) {
-        if (box->start == record.end() && isSpare(*box)) return box.get();
+        if (box->start == record.end() && box->isSpare()) return box.get();
     }
     return nullptr;
 }
@@ -98,6 +94,7 @@ bool planInPlace(const std::vector<Change>& changes, SplicePlan& plan) {
 }  // namespace
 
 bool Container::appendFullRangeAndConstrainedSet1Flag(bool fullRange) {
+    readAgainIfTouched();
     const auto* firstRecord = first<AVCC>("moov.trak.mdia.minf.stbl.stsd.avc1.avcC");
     if (firstRecord == nullptr) return false;
     try {
@@ -113,7 +110,8 @@ bool Container::appendFullRangeAndConstrainedSet1Flag(bool fullRange) {
             L"%d - 1\n",
             before.video_full_range_flag ? 1 : 0, fullRange ? 1 : 0,
             before.constraint_set1_flag ? 1 : 0);
-        if (changes.empty()) return true;
+        // An output receives its movie even when nothing changes in it.
+        if (changes.empty() && outputPath.empty()) return true;
 
         SplicePlan inPlace;
         if (planInPlace(changes, inPlace) && inPlace.finish(stamp.length)) {
@@ -135,7 +133,7 @@ bool Container::appendFullRangeAndConstrainedSet1Flag(bool fullRange) {
         const bool sound = rewrite.finish(stamp.length);
         return modifyContainer(
             name,
-            [&](BinFile& src, BinFile& dst, std::uint64_t& insertAt) {
+            [&](BinFile& src, BinFile& dst, unsigned long long& insertAt) {
                 return sound && rewrite.copy()(src, dst, insertAt);
             },
             nothing, rewrite.fixOffsets());

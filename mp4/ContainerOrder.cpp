@@ -1,5 +1,6 @@
 #include <vector>
 
+#include "mp4/AbsoluteOffsets.h"
 #include "mp4/ChunkOffsets.h"
 #include "mp4/Container.h"
 #include "mp4/HeaderBoxes.h"
@@ -8,6 +9,7 @@
 namespace MP4 {
 
 bool Container::moovFirst() {
+    readAgainIfTouched();
     if (!root || moov == nullptr) return false;
     std::vector<const BOX*> order;
     const BOX* held = nullptr;
@@ -22,7 +24,7 @@ bool Container::moovFirst() {
         order.push_back(held);
     }
     const auto distance = static_cast<std::int64_t>(moov->size());
-    const auto copy = [&](BinFile& src, BinFile& dst, std::uint64_t& insertAt) {
+    const auto copy = [&](BinFile& src, BinFile& dst, unsigned long long& insertAt) {
         for (const BOX* box : order) {
             if (!box->copyTo(src, dst)) return false;
         }
@@ -54,7 +56,7 @@ bool Container::servesMoovFirst() const {
         if (second || box->start != end) return false;
         end = box->end();
     }
-    if (end != root->size() || hasOtherAbsoluteOffsets()) return false;
+    if (end != root->size()) return false;
     if (ChunkOffsets::tables(*this, ChunkOffsets::movieTracks) == 0) return false;
     if (ChunkOffsets::tables(*this, ChunkOffsets::spatialTrack) > 0) return false;
     bool inside = false;
@@ -64,7 +66,7 @@ bool Container::servesMoovFirst() const {
             return offset >= mdat->start && offset < mdat->end() &&
                    largest - offset >= moov->size();
         };
-        inside = end == file.fileLength() &&
+        inside = end == file.fileLength() && AbsoluteOffsets::inTheWay(file, true) == 0 &&
                  ChunkOffsets::all(*this, ChunkOffsets::movieTracks, file, inMediaData);
     });
     return inside;

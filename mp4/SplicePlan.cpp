@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "mp4/AbsoluteOffsets.h"
 #include "support/Endian.h"
 
 namespace MP4 {
@@ -45,7 +46,7 @@ bool SplicePlan::finish(std::uint64_t fileLength) {
 }
 
 Container::Copy SplicePlan::copy() const {
-    return [this](BinFile& src, BinFile& dst, std::uint64_t& insertAt) {
+    return [this](BinFile& src, BinFile& dst, unsigned long long& insertAt) {
         for (const auto& [at, splice] : splices) {
             if (!src.copyAll(dst, at - src.tell()) || !dst.put(splice.bytes)) return false;
             src.moveTo(at + splice.removed);
@@ -89,7 +90,14 @@ Container::Edit SplicePlan::edit() const {
 }
 
 Container::Fix SplicePlan::fixOffsets() const {
-    if (distance(UINT64_MAX) == 0) return [](Container&, BinFile&) { return true; };
+    if (distance(UINT64_MAX) == 0) {
+        // What moves lies between the changes, inside the movie box.
+        return [this](Container&, BinFile& file) {
+            const bool moves = std::any_of(this->moves.begin(), this->moves.end(),
+                                           [](const Move& move) { return move.by != 0; });
+            return !moves || AbsoluteOffsets::keptBy(file, false);
+        };
+    }
     const auto& [at, splice] = *splices.rbegin();
     const std::uint64_t end = at + splice.removed;
     return Container::shiftOffsets(end + static_cast<std::uint64_t>(distance(end)),

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "support/Console.h"
+#include "support/StandardStreams.h"
 #include "support/WideText.h"
 
 namespace WEKU {
@@ -21,20 +22,12 @@ int openDescriptor(const char* path, int mode) {
     // O_NONBLOCK: a FIFO without a writer must fail like an empty file instead of stopping the run.
     switch (mode) {
         case 'a':
-            return ::open(path, O_RDWR | O_CLOEXEC | O_NONBLOCK);
+            return openFile(AT_FDCWD, path, O_RDWR | O_NONBLOCK);
         case 'w':
-            return ::open(path, O_CREAT | O_WRONLY | O_TRUNC | O_CLOEXEC, 0644);
+            return openFile(AT_FDCWD, path, O_CREAT | O_WRONLY | O_TRUNC, 0644);
         default:
-            return ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+            return openFile(AT_FDCWD, path, O_RDONLY | O_NONBLOCK);
     }
-}
-
-/// Descriptor 0 stands for "not open"; with standard input closed, the system hands it out.
-int movedOffZero(int descriptor) {
-    if (descriptor != 0) return descriptor;
-    const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 3);
-    ::close(descriptor);
-    return moved;
 }
 
 bool scopedOpen(const std::wstring& path, wchar_t mode, const FileIO::Callback& callback) {
@@ -49,19 +42,19 @@ FileIO::FileIO(const std::wstring& path, wchar_t mode)
 
 FileIO::FileIO(const std::wstring& path, wchar_t mode, int given)
     : path(path), mode(static_cast<int>(mode)) {
-    const int opened = movedOffZero(given);
-    if (opened < 0) {
+    if (given < 0) {
         error = errno;
         Console::out(L"open(%ls, '%c') failed.\n", path.c_str(), this->mode);
         return;
     }
-    descriptor = opened;
+    descriptor = given;
 }
 
 FileIO::FileIO(FileIO& other)
     : descriptor(other.descriptor),
       path(other.path),
       mode(other.mode),
+      changes(other.changes),
       position(other.position),
       owner(false) {}
 
@@ -79,13 +72,6 @@ bool FileIO::open_w(const std::wstring& path, const Callback& callback) {
 
 bool FileIO::open_a(const std::wstring& path, const Callback& callback) {
     return scopedOpen(path, L'a', callback);
-}
-
-bool FileIO::open_new(const std::wstring& path, const Callback& callback) {
-    const std::string name = wchar::wcs2mbs(path);
-    ::unlink(name.c_str());
-    FileIO file(path, L'w', ::open(name.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600));
-    return file.handOut(callback);
 }
 
 bool FileIO::handOut(const Callback& callback) {
@@ -115,7 +101,8 @@ std::uint64_t FileIO::length() const {
 
 std::uint64_t FileIO::read(unsigned char* bytes, std::uint64_t count) {
     if (!isOpen()) return failed;
-    const ssize_t n = ::pread(descriptor, bytes, count, static_cast<off_t>(position));
+    ssize_t n = ::pread(descriptor, bytes, count, static_cast<off_t>(position));
+    if (n < 0 && errno == ESPIPE) n = ::read(descriptor, bytes, count);
     if (n > 0) position += static_cast<std::uint64_t>(n);
     return static_cast<std::uint64_t>(n);
 }
@@ -123,6 +110,7 @@ std::uint64_t FileIO::read(unsigned char* bytes, std::uint64_t count) {
 std::int64_t FileIO::writeOnce(const unsigned char* bytes, std::uint64_t count) {
     ssize_t n = ::pwrite(descriptor, bytes, count, static_cast<off_t>(position));
     if (n < 0 && errno == ESPIPE) n = ::write(descriptor, bytes, count);
+    ++*changes;
     if (n > 0) position += static_cast<std::uint64_t>(n);
     return n;
 }

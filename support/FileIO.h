@@ -4,6 +4,8 @@
 #include <functional>
 #include <string>
 
+struct stat;
+
 namespace WEKU {
 
 /// When set, the scoped opens announce each file with "processing %ls ...". Off by default.
@@ -11,6 +13,9 @@ extern bool FileIO_show_process_file_name;
 
 /// What tells one state of a file from another: where it lives, its length, its last change.
 struct FileStamp {
+    FileStamp() = default;
+    explicit FileStamp(const struct stat& facts);
+
     std::uint64_t device = 0;
     std::uint64_t node = 0;
     std::uint64_t length = 0;
@@ -48,10 +53,6 @@ class FileIO {
     static bool open_w(const std::wstring& path, const Callback& callback);
     static bool open_a(const std::wstring& path, const Callback& callback);
 
-    /// As `open_w`, for a temporary file: whatever stands at `path` is removed first and never
-    /// written through, so that a link or a second name of another file harms nobody.
-    static bool open_new(const std::wstring& path, const Callback& callback);
-
     /// True when the file opens for reading; otherwise the open failure has been printed.
     static bool exist(const std::wstring& path);
     static bool rename(const std::wstring& from, const std::wstring& to);
@@ -61,10 +62,6 @@ class FileIO {
     static std::wstring resolve(const std::wstring& path);
     /// The state of the file at `path`; all zero when there is none.
     static FileStamp stampOf(const std::wstring& path);
-    /// True when a rename to `path` costs at most a regular file, never a device or a folder.
-    static bool isReplaceable(const std::wstring& path);
-    /// Flushes the folder of `path` to the disk, so that a rename in it lasts.
-    static bool syncFolderOf(const std::wstring& path);
 
     /// What the scoped opens do with an open file: announces it, runs the callback, returns true;
     /// false when the file is not open.
@@ -75,6 +72,8 @@ class FileIO {
     int openError() const { return error; }
     /// False for folders, devices and the like, and when not open.
     bool isRegular() const;
+    /// Both stand for the same open file.
+    bool isSharing(const FileIO& other) const { return descriptor == other.descriptor; }
     const std::wstring& name() const { return path; }
     std::uint64_t tell() const { return position; }
 
@@ -110,8 +109,6 @@ class FileIO {
     bool sync();
     /// Cuts (or fills with zeros) the file to `length` bytes.
     bool truncate(std::uint64_t length);
-    /// Gives the file the permission bits of `other`, and its owner where the system allows.
-    bool takePermissions(const FileIO& other);
     /// Keeps other editors of the same kind out until the file is closed; false when one is at
     /// work. True as well on file systems without locks.
     bool lock();
@@ -127,11 +124,16 @@ class FileIO {
   protected:
     /// Shares the open file of `other`, which keeps it and must outlive this handle.
     explicit FileIO(FileIO& other);
+    /// Takes over a descriptor; one below 0 is a failure to open `path`.
+    FileIO(const std::wstring& path, wchar_t mode, int descriptor);
+    /// How often the file was changed through this handle and those that share it.
+    std::uint64_t changeCount() const { return *changes; }
     /// A read within the file's length failed.
     void markShortRead() { shortRead = true; }
 
   private:
-    FileIO(const std::wstring& path, wchar_t mode, int descriptor);
+    friend class ReplacementFile;
+
     std::int64_t writeOnce(const unsigned char* bytes, std::uint64_t count);
     std::uint64_t copyWhole(FileIO& destination, std::uint64_t count);
     std::uint64_t copyBySystem(FileIO& destination, std::uint64_t count);
@@ -141,6 +143,8 @@ class FileIO {
     int error = 0;
     const std::wstring& path;
     int mode;
+    std::uint64_t ownChanges = 0;
+    std::uint64_t* changes = &ownChanges;
 
   protected:
     std::uint64_t position = 0;

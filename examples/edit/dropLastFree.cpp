@@ -8,7 +8,8 @@ int main(int count, char** words) {
     if (!movie.attach(WEKU::wchar::widen(words[1]), MP4::Container::wholeFile)) return 1;
     const auto& boxes = movie.root->children;
     if (boxes.empty() || boxes.back()->type != MP4::fourCC("free")) return 1;
-    const auto copy = [&](MP4::BinFile& source, MP4::BinFile& target, std::uint64_t& insertAt) {
+    const auto copy = [&](MP4::BinFile& source, MP4::BinFile& target,
+                          unsigned long long& insertAt) {
         insertAt = boxes.back()->start;
         return source.copyAll(target, insertAt);
     };

@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +13,8 @@
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
+#include <utility>
 
 namespace {
 
@@ -21,6 +24,9 @@ thread_local bool armed = false;
 thread_local How how;
 thread_local long left;
 thread_local int seen;
+bool namesAll = false;
+const char* awaited = "";
+std::function<void()> awaitedStep;
 
 /// Counts a call; true when it is one that shall fail.
 bool due() {
@@ -28,6 +34,11 @@ bool due() {
     seen |= faults::reached;
     return left == 0 || (how == How::errorThrice && left > -3) || how == How::errorForEver ||
            how == How::shortForEver || how == How::diskFull;
+}
+
+void endIfAsked() {
+    if (how == How::kill) ::raise(SIGKILL);
+    if (how == How::terminate) ::raise(SIGTERM);
 }
 
 bool isError() {
@@ -43,6 +54,10 @@ int fail(int error, int bits = 0) {
 /// Hands a call on to the system.
 template <class Call, class... Arguments>
 auto handOn(const char* name, Arguments... arguments) {
+    if (std::strcmp(name, awaited) == 0) {
+        awaited = "";
+        awaitedStep();
+    }
     return reinterpret_cast<Call*>(::dlsym(RTLD_NEXT, name))(arguments...);
 }
 
@@ -50,7 +65,7 @@ auto handOn(const char* name, Arguments... arguments) {
 template <class Call, class... Arguments>
 int whole(int bits, const char* name, Arguments... arguments) {
     const bool now = due();
-    if (now && how == How::kill) ::raise(SIGKILL);
+    if (now) endIfAsked();
     return now && isError() ? fail(EIO, bits) : handOn<Call>(name, arguments...);
 }
 
@@ -60,10 +75,8 @@ ssize_t transfer(std::size_t count, bool writes, Go go) {
     if (!due() || (how == How::diskFull && !writes)) return go(count);
     if (isError() || (how == How::diskFull && (seen & faults::struck) != 0))
         return fail(writes ? ENOSPC : EIO);
-    if (how == How::kill) {
-        if (writes) go(count / 2);
-        ::raise(SIGKILL);
-    }
+    if (writes && (how == How::kill || how == How::terminate)) go(count / 2);
+    endIfAsked();
     seen |= faults::struck;
     return go(count / 2 + count % 2);
 }
@@ -82,14 +95,25 @@ int faults::disarm() {
     return seen;
 }
 
+void faults::nameAllFiles() {
+    namesAll = true;
+}
+
+void faults::before(const char* call, std::function<void()> step) {
+    awaitedStep = std::move(step);
+    awaited = call;
+}
+
 extern "C" {
 
-int open(const char* path, int flags, ...) {
+int openat(int folder, const char* path, int flags, ...) {
     va_list more;
     va_start(more, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
+    const bool makes = (flags & (O_CREAT | (O_TMPFILE & ~O_DIRECTORY))) != 0;
+    const mode_t mode = makes ? va_arg(more, mode_t) : 0;
     va_end(more);
-    return whole<int(const char*, int, ...)>(0, "open", path, flags, mode);
+    if (namesAll && (flags & O_TMPFILE) == O_TMPFILE) return fail(EOPNOTSUPP);
+    return whole<int(int, const char*, int, ...)>(0, "openat", folder, path, flags, mode);
 }
 
 int fstat(int file, struct stat* facts) noexcept {
@@ -105,16 +129,26 @@ int ftruncate(int file, off_t length) noexcept {
     return whole<int(int, off_t)>(faults::truncateFailed, "ftruncate", file, length);
 }
 
-int fchmod(int file, mode_t mode) noexcept {
-    return whole<int(int, mode_t)>(0, "fchmod", file, mode);
+int fstatat(int folder, const char* path, struct stat* facts, int flags) noexcept {
+    return whole<int(int, const char*, struct stat*, int)>(0, "fstatat", folder, path, facts,
+                                                           flags);
 }
 
-int rename(const char* from, const char* to) noexcept {
-    return whole<int(const char*, const char*)>(0, "rename", from, to);
+int flock(int file, int operation) noexcept {
+    return handOn<int(int, int)>("flock", file, operation);
 }
 
-int unlink(const char* path) noexcept {
-    return whole<int(const char*)>(faults::unlinkFailed, "unlink", path);
+int linkat(int from, const char* path, int to, const char* name, int flags) noexcept {
+    return whole<int(int, const char*, int, const char*, int)>(0, "linkat", from, path, to, name,
+                                                               flags);
+}
+
+int renameat(int from, const char* path, int to, const char* name) noexcept {
+    return whole<int(int, const char*, int, const char*)>(0, "renameat", from, path, to, name);
+}
+
+int unlinkat(int folder, const char* path, int flags) noexcept {
+    return whole<int(int, const char*, int)>(faults::unlinkFailed, "unlinkat", folder, path, flags);
 }
 
 ssize_t pread(int file, void* bytes, std::size_t count, off_t at) {
@@ -135,12 +169,6 @@ ssize_t copy_file_range(int from, off_t* fromAt, int to, off_t* toAt, std::size_
         return handOn<ssize_t(int, off_t*, int, off_t*, std::size_t, unsigned)>(
             "copy_file_range", from, fromAt, to, toAt, n, flags);
     });
-}
-
-/// The console's calls are none of the file's; what it says of a fault is not shown.
-ssize_t write(int file, const void* bytes, std::size_t count) {
-    if (armed && file == STDERR_FILENO) return static_cast<ssize_t>(count);
-    return handOn<ssize_t(int, const void*, std::size_t)>("write", file, bytes, count);
 }
 
 }  // extern "C"

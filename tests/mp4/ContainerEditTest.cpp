@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "mp4/Container.h"
+#include "tests/h264/ParameterSets.h"
 #include "tests/kit/BoxBuilder.h"
 #include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
@@ -72,7 +73,8 @@ TEST(MoovFirst, RefusesWhatItCannotKeep) {
     // Layouts that it writes although frames are lost, which is what the query is for.
     for (const std::string& bytes :
          {ftyp + mdat + box("free") + movieBox(stco(at)), source + mdat, source + "x",
-          source + movieBox(stco(at)), ftyp + mdat + movieBox(stco(3)), source + box("mfra")}) {
+          source + movieBox(stco(at)), ftyp + mdat + movieBox(stco(3)), source + box("mfra"),
+          ftyp + mdat + movieBox(stco(at), fullBox("meta", 0, box("iloc")))}) {
         EXPECT_FALSE(Edited(bytes).movie.servesMoovFirst());
     }
 }
@@ -97,6 +99,8 @@ TEST(MoovFirst, CountsBeyondFourGiB) {
 }
 
 TEST(Rewrite, RefusesDamagedAnchorsAndOtherOffsets) {
+    const std::string spatialTrack =
+        uuidBox(MP4::spatialDataType, box("KATR", box("mdia", box("minf", box("stbl", stco(0))))));
     const std::pair<std::string, const char*> cases[] = {
         {ftyp + boxClaiming(99, "free"), "free"},
         {ftyp + boxClaiming(0, "free"), "free"},  // would swallow the new box
@@ -105,6 +109,14 @@ TEST(Rewrite, RefusesDamagedAnchorsAndOtherOffsets) {
         {ftyp + movieBox(stco(0)) + box("moof") + mdat, "moov.trak"},
         {ftyp + movieBox(stco(0)) + mdat + box("mfra"), "moov.trak"},
         {ftyp + movieBox(stco(0)) + mdat + fullBox("meta", 0, box("iloc")), "moov.trak"},
+        {ftyp + movieBox(stco(0), fullBox("meta", 0, box("iloc"))) + mdat, "moov.trak"},
+        {ftyp + movieBox(stco(0), box("udta", box("meta", box("hdlr") + box("iloc")))) + mdat,
+         "moov.trak"},
+        {ftyp + movieBox(stco(0), box("trak", fullBox("meta", 0, box("iloc")))) + mdat,
+         "moov.trak"},
+        {ftyp + movieBox(stco(0), box("trak", spatialTrack)) + mdat, "moov.trak"},
+        // What it leads to may lie behind the insertion even when the media data does not move.
+        {ftyp + mdat + movieBox(stco(0), fullBox("meta", 0, box("iloc"))), "moov.trak"},
         {ftyp + movieBox({}) + mdat, "moov.trak"},
         {ftyp + movieBox(stco(UINT32_MAX)) + mdat, "moov.trak"},
     };
@@ -131,56 +143,166 @@ TEST(Rewrite, KeepsThePermissionsAndFollowsLinks) {
 }
 
 TEST(Rewrite, AnOutputPathReceivesTheResult) {
-    Edited edited(source);
-    const std::wstring target = edited.folder.write("out.mp4", "before");
-    edited.movie.outputPath = target;
-    EXPECT_TRUE(edited.movie.moovFirst());
-    EXPECT_EQ(edited.after(), source);
-    EXPECT_EQ(readFile(target), moved);
-    EXPECT_TRUE(edited.movie.path == target && edited.movie.outputPath.empty());
-
-    // The source, under any name and as the temporary file, and what is no regular file.
-    const TempFolder folder;
-    MP4::Container own;
-    ASSERT_TRUE(own.attach(folder.write("m.mp4.tmp.mp4", source), whole));
-    fs::create_hard_link(folder.path() / "m.mp4.tmp.mp4", folder.path() / "same.mp4");
-    ASSERT_EQ(::mkfifo((folder.path() / "fifo").c_str(), 0600), 0);
-    for (const char* name : {"m.mp4.tmp.mp4", "same.mp4", "m.mp4", "fifo"}) {
-        own.outputPath = folder.wide(name);
-        captureOutput([&] { EXPECT_FALSE(own.moovFirst()) << name; });
-        EXPECT_EQ(readFile(folder.path() / "m.mp4.tmp.mp4"), source) << name;
+    const std::function<bool(MP4::Container&)> edits[] = {
+        [](auto& movie) { return movie.moovFirst(); },
+        [](auto& movie) { return movie.appendXMP("x"); },
+        [](auto& movie) { return movie.appendAxis("there already"); },
+        [](auto& movie) { return movie.updateTimeStamp(7); },
+        [](auto& movie) { return movie.modifyContainer(L"x", [](auto&) { return true; }); },
+        // In place, and with nothing to change.
+        [](auto& movie) { return movie.appendFullRangeAndConstrainedSet1Flag(true); },
+        [](auto& movie) { return movie.appendFullRangeAndConstrainedSet1Flag(false); },
+    };
+    const ByteArray record = h264test::recordOf(h264test::fromHex(h264test::kSamples[1].hex));
+    const std::string avcC(reinterpret_cast<const char*>(record.data()), record.length());
+    const std::string head = ftyp + mdat;
+    const std::string bytes =
+        head +
+        box("moov", mvhd(1, 1) + trackOf(tkhd(2, 1),
+                                         visualEntry("avc1", 2, 1,
+                                                     box("avcC", avcC) + box("free", zeros(40))),
+                                         stco(head.size() - media.size()))) +
+        uuidBox(MP4::AXIS::_UUID);
+    for (const auto& edit : edits) {
+        SCOPED_TRACE(&edit - edits);
+        Edited edited(bytes);
+        const std::wstring target = edited.folder.write("out.mp4", "before");
+        edited.movie.outputPath = target;
+        captureOutput([&] { EXPECT_TRUE(edit(edited.movie)); });
+        EXPECT_EQ(edited.after(), bytes);
+        EXPECT_GE(readFile(target).size(), bytes.size());
+        EXPECT_TRUE(edited.movie.path == target && edited.movie.outputPath.empty());
+        EXPECT_TRUE(edited.movie.mdat != nullptr);
     }
-    EXPECT_TRUE(fs::is_fifo(folder.path() / "fifo"));
+
+    // The source, under any name, and what is no regular file.
+    Edited own(source);
+    fs::create_hard_link(own.name(), own.folder.path() / "same");
+    fs::create_symlink("nowhere", own.folder.path() / "dangling");
+    ASSERT_EQ(::mkfifo((own.folder.path() / "fifo").c_str(), 0600), 0);
+    for (const char* name : {"m.mp4", "same", "dangling", "fifo", ""}) {
+        own.movie.outputPath = own.folder.wide(name);
+        captureOutput([&] { EXPECT_FALSE(own.movie.moovFirst()) << name; });
+        EXPECT_EQ(own.after(), source) << name;
+    }
+    EXPECT_TRUE(fs::is_fifo(own.folder.path() / "fifo"));
 }
 
 TEST(Rewrite, FailuresSayWhichFiles) {
     Edited edited(source);
     const std::string name = edited.name();
-    fs::create_directories(name + ".tmp.mp4/full");
-    EXPECT_EQ(captureOutput([&] { EXPECT_FALSE(edited.movie.moovFirst()); }),
-              "open(" + name + ".tmp.mp4, 'w') failed.\n" +
-                  "Container::modifyContainer::moovFirst(" + name + " to " + name +
-                  ".tmp.mp4) failed.\n");
+    EXPECT_EQ(captureOutput([&] {
+                  EXPECT_FALSE(edited.movie.insertBox(L"test", *edited.movie.moov, false,
+                                                      [](auto&) { return false; }, {}, {}));
+                  edited.movie.outputPath = edited.folder.wide("none/out.mp4");
+                  EXPECT_FALSE(edited.movie.moovFirst());
+              }),
+              "Container::modifyContainer::test(" + name + " to " + name +
+                  ".tmp.mp4) failed.\nopen(" + name.substr(0, name.size() - 5) +
+                  "none/out.mp4, 'w') failed.\nContainer::modifyContainer::moovFirst(" + name +
+                  " to " + name.substr(0, name.size() - 5) + "none/out.mp4) failed.\n");
     EXPECT_EQ(edited.after(), edited.before);
-    fs::remove_all(name + ".tmp.mp4");
+}
 
-    // A file that is no longer the one that was parsed is left alone, even when another one takes
-    // its place while the copy is made.
-    const std::string newer = edited.before + box("free");
-    const auto exchange = [&](auto&...) {
+TEST(Rewrite, HarmsNobodysFile) {
+    // A file that has the stated name of the temporary one is its owner's.
+    Edited edited(source);
+    const std::wstring stated = edited.folder.write("m.mp4.tmp.mp4", "mine");
+    captureOutput([&] { EXPECT_TRUE(edited.movie.moovFirst()); });
+    EXPECT_TRUE(edited.after() == moved && readFile(stated) == "mine");
+
+    // What is exchanged while the copy is made, movie or output, is not what was looked at.
+    const std::string newer = source + box("free");
+    const auto exchange = [&](const char* name) {
         edited.folder.write("new", newer);
-        fs::rename(edited.folder.path() / "new", name);
-        return true;
+        fs::rename(edited.folder.path() / "new", edited.folder.path() / name);
     };
-    exchange();
-    captureOutput([&] {
-        EXPECT_FALSE(edited.movie.updateTimeStamp(1));
-        EXPECT_FALSE(edited.movie.moovFirst());
-        EXPECT_FALSE(edited.movie.insertBox(
-            L"test", *edited.movie.moov, false, exchange, [](auto&, auto&) { return true; },
-            [](auto&, auto&) { return true; }));
+    for (const char* target : {"m.mp4", "out.mp4", "absent.mp4"}) {
+        edited.folder.write("m.mp4", source);
+        edited.folder.write("out.mp4", "before");
+        ASSERT_TRUE(edited.movie.attach(edited.path, whole));
+        const bool elsewhere = target != std::string("m.mp4");
+        edited.movie.outputPath = elsewhere ? edited.folder.wide(target) : L"";
+        const auto write = [&](auto&) { return exchange(target), true; };
+        const auto nothing = [](auto&, auto&) { return true; };
+        captureOutput([&] {
+            EXPECT_FALSE(edited.movie.insertBox(L"test", *edited.movie.moov, false, write, nothing,
+                                                nothing));
+        });
+        EXPECT_EQ(readFile(edited.folder.wide(target)), newer) << target;
+        EXPECT_EQ(edited.after(), elsewhere ? source : newer) << target;
+    }
+}
+
+TEST(InPlace, TheFileIsTheOneThatWasParsedAndStays) {
+    Edited edited(source);
+    const auto replace = [&] {
+        edited.folder.write("new", source);
+        fs::rename(edited.folder.path() / "new", edited.name());
+    };
+    const auto edit = [&](const std::function<bool(MP4::BinFile&)>& step) {
+        bool done = false;
+        captureOutput([&] { done = edited.movie.modifyContainer(L"test", step); });
+        return done;
+    };
+    const auto nothing = [](auto&) { return true; };
+    // One that loses its name under the edit has lost the edit.
+    EXPECT_FALSE(edit([&](auto& file) { return replace(), file.put("lost"); }));
+    EXPECT_EQ(edited.after(), source);
+    replace();
+    EXPECT_FALSE(edit(nothing));
+    EXPECT_TRUE(edit(nothing));
+
+    // What was done through the container is known to it, unless it moved boxes.
+    const auto write = [&](std::uint64_t at, const std::string& bytes) {
+        return edited.movie.open_a([&](WEKU::FileIO& file) {
+            file.seek_set(at);
+            file.write(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+        });
+    };
+    EXPECT_TRUE(write(ftyp.size() + 8, "m"));
+    EXPECT_TRUE(edit(nothing));
+    EXPECT_TRUE(write(ftyp.size(), u32(9)));
+    EXPECT_FALSE(edit(nothing));
+    EXPECT_TRUE(write(0, source) && edited.movie.updateTimeStamp(1));
+
+    // However its tree was read.
+    MP4::Container parsed;
+    WEKU::FileIO::open(edited.path, [&](WEKU::FileIO& opened) {
+        MP4::BinFile file(opened);
+        parsed.parse(file, whole);
     });
-    EXPECT_EQ(edited.after(), newer);
+    EXPECT_TRUE(parsed.updateTimeStamp(2));
+    captureOutput([&] {
+        EXPECT_TRUE(parsed.modifyContainer(
+            L"test", [&](auto&) { return !parsed.appendXMP("x") && !parsed.moovFirst(); }));
+    });
+}
+
+TEST(InPlace, AHandleSeesWhatItWrote) {
+    Edited edited(source);
+    captureOutput([&] {
+        EXPECT_TRUE(edited.movie.modifyContainer(L"test", [&](MP4::BinFile& file) {
+            const std::string more = box("free", "added");
+            EXPECT_EQ(file.take32(), ftyp.size());
+            EXPECT_TRUE(file.seek_set(0));
+            file.write(reinterpret_cast<const unsigned char*>(u32(99).data()), 4);
+            file.moveTo(0);
+            EXPECT_EQ(file.take32(), 99U);
+            file.moveTo(0);
+            EXPECT_TRUE(file.put(u32(ftyp.size())));
+            file.moveTo(source.size());
+            EXPECT_TRUE(file.put(more));
+            EXPECT_EQ(file.fileLength(), source.size() + more.size());
+            MP4::Container now;
+            file.moveTo(0);
+            now.parse(file, whole);
+            EXPECT_TRUE(now.first("free") != nullptr);
+            // The container's own opens lead there too.
+            EXPECT_EQ(edited.movie.payload(*now.first("free")), "added");
+            return true;
+        }));
+    });
 }
 
 TEST(InPlace, TimeStampsAreAllSetOrNone) {
