@@ -1,10 +1,11 @@
 #include "sondex/Json.h"
 
-#include <charconv>
 #include <cmath>
+#include <concepts>
 #include <cstdint>
 
 #include "probe/Sondex.h"
+#include "support/NumberText.h"
 #include "support/WideText.h"
 
 namespace sondex {
@@ -18,9 +19,13 @@ class Object {
         text.append(text.empty() ? "{" : ", ").append(jsonText(key)).append(":").append(json);
     }
     void truth(std::string_view key, bool value) { member(key, value ? "true" : "false"); }
-    void number(std::string_view key, auto value) {
-        char digits[64];
-        member(key, {digits, std::to_chars(digits, digits + sizeof digits, value).ptr});
+    void number(std::string_view key, std::integral auto value) {
+        member(key, std::to_string(value));
+    }
+    void number(std::string_view key, float value) {
+        std::string digits;
+        WEKU::appendShortest(digits, value);
+        member(key, digits);
     }
     void word(std::string_view key, std::string_view value) { member(key, jsonText(value)); }
 

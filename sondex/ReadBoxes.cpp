@@ -1,5 +1,4 @@
 #include <array>
-#include <bit>
 #include <string_view>
 
 #include "mp4/AVCC.h"
@@ -148,7 +147,7 @@ void describeOneOf(const MP4::BOX& box, Fields& fields) {
 
 Box valueOf(const MP4::BOX& box, const std::string& parentPath) {
     Box value;
-    const auto type = std::bit_cast<std::array<char, 4>>(box.type);
+    const auto type = WEKU::bitCast<std::array<char, 4>>(box.type);
     value.type.assign(type.begin(), type.end());
     const bool isRoot = box.depth < 0;
     if (!isRoot) value.path = parentPath.empty() ? value.type : parentPath + '.' + value.type;

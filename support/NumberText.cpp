@@ -70,6 +70,10 @@ char* write(char* first, char* last, double value, char conversion, int precisio
     return std::to_chars(first, last, value, format, precision).ptr;
 }
 
+char* writeShortest(char* first, char* last, float value) {
+    return std::to_chars(first, last, value).ptr;
+}
+
 bool isHexDigit(std::string_view text) {
     return text.find_first_of("0123456789abcdefABCDEF") == 0;
 }
@@ -120,6 +124,15 @@ char* write(char* first, char* last, double value, char conversion, int precisio
         std::snprintf(first, static_cast<std::size_t>(last - first), format, precision, value);
     std::replace(first, first + length, *std::localeconv()->decimal_point, '.');
     return first + length;
+}
+
+char* writeShortest(char* first, char* last, float value) {
+    for (int precision = 1;; ++precision) {
+        char* end = write(first, last, double{value}, 'g', precision);
+        float read = 0;
+        WEKU::readNumber({first, static_cast<std::size_t>(end - first)}, read);
+        if (read == value || precision == std::numeric_limits<float>::max_digits10) return end;
+    }
 }
 
 template <class T>
@@ -175,6 +188,11 @@ std::string numberText(double value, char conversion, int precision) {
                        [](char c) { return c >= 'a' ? static_cast<char>(c - 32) : c; });
     }
     return text;
+}
+
+void appendShortest(std::string& text, float value) {
+    char digits[64];
+    text.append(digits, writeShortest(digits, digits + sizeof digits, value));
 }
 
 std::size_t readNumber(std::string_view text, double& value) {

@@ -26,6 +26,9 @@ std::size_t readNumber(std::string_view text, std::uint64_t& value);
 /// 0.5, 1e-07, -0, nan, inf).
 void appendNumber(std::string& text, double value);
 
+/// Appends a number with as few digits as read back to it.
+void appendShortest(std::string& text, float value);
+
 /// Appends an integer in decimal.
 void appendNumber(std::string& text, std::integral auto value) {
     char digits[24];
