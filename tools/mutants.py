@@ -97,7 +97,7 @@ def failingTest(pattern):
 
 def quickTests(path):
     """The programs that most likely see a fault in this file, by the folder's name."""
-    names = {"app": ["app", "cli"], "probe": ["probe", "cli"], "tools": []}
+    names = {"app": ["app", "cli"], "probe": ["probe", "cli"]}
     folder = path.split("/")[0]
     wanted = names.get(folder, [folder])
     return [name for name in wanted if (tree / "tests" / name).is_dir()]
