@@ -1,0 +1,34 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string_view>
+
+namespace kit {
+
+/// What the program's status says.
+enum ExitStatus {
+    allWell = 0,
+    someFailed = 1,  ///< Some files could not be read; the others were.
+    wrongUse = 2,
+    refused = 3,  ///< Nothing was done: it would have harmed something.
+    stopped = 4,  ///< The run ended early, and not every file was looked at.
+};
+
+/// A subcommand: its words, and what it does once they are read.
+struct Command {
+    CLI::App* words = nullptr;
+    std::function<int()> run;
+};
+
+Command factsCommand(CLI::App& program);
+Command boxesCommand(CLI::App& program);
+Command scanCommand(CLI::App& program);
+
+/// One line on standard error, behind the program's name.
+void complain(std::string_view message);
+
+/// Writes to standard output. False: it could not be, which was said.
+bool print(std::string_view text);
+
+}  // namespace kit

@@ -1,0 +1,69 @@
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include "kit/Command.h"
+#include "kit/scan/Record.h"
+
+namespace kit {
+
+void complain(std::string_view message) {
+    const bool colour = ::isatty(STDERR_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
+    const std::string line =
+        (colour ? "\x1b[31msondexkit:\x1b[0m " : "sondexkit: ") + printable(message) + '\n';
+    std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+bool print(std::string_view text) {
+    const bool written =
+        std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    if (!written) complain("standard output: " + std::string(std::strerror(errno)));
+    return written;
+}
+
+namespace {
+
+int run(int count, char** words) {
+    CLI::App program("Facts of the movies and stills of a dual-lens 360-degree camera.",
+                     "sondexkit");
+    program.set_version_flag("--version", "sondexkit " SONDEX_VERSION);
+    program.require_subcommand(1);
+    program.footer(
+        "Status: 0 all well, 1 some files failed, 2 wrong use, 3 refused, 4 ended early.");
+    const Command commands[] = {factsCommand(program), boxesCommand(program), scanCommand(program)};
+    try {
+        program.parse(count, words);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) {  // --help, --version
+            return program.exit(error) == 0 && std::fflush(stdout) == 0 ? allWell : stopped;
+        }
+        complain(error.what());
+        complain("'sondexkit --help' tells more");
+        return wrongUse;
+    }
+    for (const Command& command : commands) {
+        if (command.words->parsed()) return command.run();
+    }
+    return wrongUse;
+}
+
+}  // namespace
+}  // namespace kit
+
+int main(int count, char** words) {
+    // A reader that is gone is told as every other failure to write.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    try {
+        return kit::run(count, words);
+    } catch (const std::exception& failure) {
+        kit::complain(failure.what());
+        return kit::stopped;
+    }
+}
