@@ -2,17 +2,14 @@
 """Proves what drivers rest on: one job in, exactly one result line out, in order, nothing kept
 between jobs.  usage: protocolTest.py PROGRAM SAMPLE-MAKER SOURCE"""
 
-import json
 import pathlib
 import random
-import shutil
 import subprocess
 import sys
 import tempfile
 
 program, sampleMaker, source = sys.argv[1:]
-sys.path.insert(0, source + "/examples")
-from askFiles import Sondex  # noqa: E402
+from driver import Sondex  # noqa: E402
 import samples  # noqa: E402
 
 failed = b'result: {"status":"failed"}\n'
@@ -63,35 +60,4 @@ with tempfile.TemporaryDirectory() as name:
             probe.process.stdin.flush()
             lines = iter(probe.process.stdout.readline, b"")
             assert "result: " + objectOf(job) in (line.decode() for line in lines)
-    named = subprocess.run([source + "/examples/askFiles.py", program], input="\n".join(jobs[:3]),
-                           capture_output=True, text=True, check=True).stdout
-    assert named.startswith(f"{jobs[0]}\tKESTO ZELVA Q7\tequi\n{jobs[1]}\tunknown camera\t"), named
-
-    for words, status, said in ((["--help"], 0, "usage: askFiles.py"), (["/none"], 1, "askFiles: "),
-                                (["/bin/true"], 1, "the probe ended")):
-        ended = subprocess.run([source + "/examples/askFiles.py", *words], input="x\n",
-                               capture_output=True, text=True)
-        assert (ended.returncode, said in ended.stdout + ended.stderr) == (status, True), ended
-
-    if shutil.which("parallel"):
-        (folder / "left\tout.mp4").write_bytes(b"")
-        tree = subprocess.run([source + "/examples/probeTree.sh", name, program],
-                              capture_output=True, check=True)
-        known = sorted(job for job in jobs if "\t" not in job and pathlib.Path(job).exists())
-        expected = "".join(f"{job}\t{objectOf(job)}" for job in known)
-        assert tree.stdout.decode() == expected, tree.stdout.decode()
-        assert b"left out: " in tree.stderr
-        # A process that dies early does not shift the answers of the others.
-        dying = folder / "dying.sh"
-        dying.write_text(f"#!/bin/sh\nhead -n 2 | {program}\n")
-        dying.chmod(0o755)
-        # Nor does a name that no job line can carry.
-        names = [known[0], "", "a" * 4096, "tab\t.mp4", *known[1:]]
-        block = subprocess.run([source + "/examples/probeTree.sh", "--block", dying],
-                               input="\n".join(names).encode(), capture_output=True).stdout
-        lines = dict.fromkeys(names, json.dumps({"status": "failed"}, separators=(",", ":")))
-        lines.update((job, objectOf(job).rstrip("\n")) for job in known[:2])
-        assert block.decode() == "".join(f"{n}\t{lines[n]}\n" for n in names)
-    else:
-        print("GNU parallel is missing: its example was not run")
 print(f"{len(jobs)} jobs: one answer each, in order, whatever ran before")

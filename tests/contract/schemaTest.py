@@ -16,8 +16,7 @@ except ImportError:
     sys.exit(77)
 
 program, sampleMaker, source = sys.argv[1:]
-sys.path.insert(0, source + "/examples")
-from askFiles import Sondex, readJson  # noqa: E402
+from driver import Sondex, readJson  # noqa: E402
 import samples  # noqa: E402
 
 

@@ -1,16 +1,8 @@
-#!/usr/bin/env python3
-"""Keeps one Sondex open and asks it about files as their names come in.
-
-usage: askFiles.py [PROGRAM] < NAMES
-
-Prints a line for each name: the name, the camera's model and what kind of file it is. As a module
-it offers Sondex, whose `ask` answers one file at a time, and `readJson`.
-"""
+"""Drives one Sondex: a job line in, its result line read; and reads what Sondex prints."""
 
 import json
 import re
 import subprocess
-import sys
 
 # No text in Sondex's JSON holds a double quote, so this splits its texts from its other tokens.
 TOKENS = re.compile(r'"[^"]*"|-?\b(?:inf|nan)\b')
@@ -59,28 +51,3 @@ class Sondex:
             if line.startswith(b"result: "):
                 return readJson(line[len("result: "):].decode("ascii"))
         raise RuntimeError(f"the probe ended while it was asked about {path!r}")
-
-
-def main(words):
-    if len(words) > 1 or words[:1] in (["-h"], ["--help"]):
-        print(__doc__.strip())
-        return 0 if len(words) == 1 else 2
-    sys.stdin.reconfigure(errors="surrogateescape")
-    sys.stdout.reconfigure(errors="surrogateescape", line_buffering=True)
-    try:
-        with Sondex(*words) as probe:
-            for name in sys.stdin:
-                name = name.rstrip("\n")
-                result = probe.ask(name)
-                kind = result.get("type", "") if result["status"] == "succeed" else "unreadable"
-                print(name, result.get("model", "unknown camera"), kind, sep="\t")
-    except BrokenPipeError:  # nobody reads on
-        sys.stdout = None
-    except (OSError, RuntimeError) as error:
-        print(f"askFiles: {error}", file=sys.stderr)
-        return 1
-    return 0
-
-
-if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))

@@ -1,0 +1,298 @@
+#!/usr/bin/env python3
+"""Holds sondexkit to what it promises: one strict record a name whatever the files, the workers or
+the whole run suffer.  usage: scanTest.py KIT PROGRAM SAMPLE-MAKER SOURCE [FACTOR [FOLDER]]
+
+FACTOR multiplies the number of files and of kills, which the suite leaves at 1; the files below
+FOLDER are read besides those that are made."""
+
+import base64
+import collections
+import json
+import math
+import os
+import pathlib
+import random
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+kit, program, sampleMaker, source = sys.argv[1:5]
+factor = int(sys.argv[5]) if len(sys.argv) > 5 else 1
+sys.path[:0] = [source + "/tests/contract", source + "/python"]
+import samples  # noqa: E402
+from driver import readJson  # noqa: E402
+
+try:
+    import jsonschema
+except ImportError:
+    print("python3-jsonschema is missing")
+    sys.exit(77)
+
+text = json.loads(pathlib.Path(source, "docs/schema/record.schema.json").read_text())
+schema = jsonschema.Draft202012Validator(text)
+chance = random.Random(16)
+
+
+def nameOf(record):
+    return base64.b64decode(record["pathBytes"]) if "pathBytes" in record else record["path"].encode()
+
+
+def recordsOf(output):
+    """Every line as a record, by strict rules."""
+    def refuse(word):
+        raise ValueError(word)
+    assert output.endswith(b"\n") or not output
+    return [json.loads(line, parse_constant=refuse) for line in output.splitlines()]
+
+
+def scan(*words, names=None, status=(0, 1), **more):
+    text = None if names is None else b"".join(name + b"\0" for name in names)
+    words = [kit, "scan", *words] + (["--files-from", "-", "-0"] if names is not None else [])
+    outcome = subprocess.run(words, input=text, capture_output=True, **more)
+    assert outcome.returncode in status, (outcome.returncode, outcome.stderr)
+    return outcome
+
+
+def codes(records):
+    return collections.Counter(r["error"]["code"] for r in records if "error" in r)
+
+
+def children(process):
+    """The workers of a running scan."""
+    try:
+        listed = pathlib.Path(f"/proc/{process}/task/{process}/children").read_text().split()
+    except OSError:
+        return []
+    return [int(child) for child in listed]
+
+
+def strange(folder, files):
+    """Names and kinds of files that scripts stumble over."""
+    odd = [b"tab\there.jpg", b"line\nfeed.jpg", b"\xff\xfe.jpg", b'quo"te\\.jpg', b" .jpg", "ü€.jpg".encode(),
+           b"-r", b"\x1b[31m.jpg"]
+    for name in odd:
+        shutil.copy(folder / "s.jpg", os.fsencode(folder) + b"/" + name)
+    os.mkfifo(folder / "fifo.mp4")
+    (folder / "inner.mp4").mkdir()
+    shutil.copy(folder / "s.jpg", folder / "inner.mp4" / "deep.JPG")
+    shutil.copy(folder / "camera.MP4", folder / "unnamed")
+    (folder / "loop").symlink_to(folder)
+    with open(folder / "hog.dng", "wb") as hog:  # a still that is read whole
+        hog.write((folder / "s.DNG").read_bytes())
+        hog.truncate(3 << 30)
+    return odd + [b"fifo.mp4", b"inner.mp4", b"/dev/null", b"/dev/zero", b"missing\n.jpg", b"x" * 5000]
+
+
+def agrees(record, line):
+    """A record and the object of Sondex's result line, which blanks much and rounds."""
+    def same(mine, value):
+        if isinstance(value, str):
+            plain = [re.sub("[^!#-~]+", " ", text or "").strip() for text in (mine, value)]
+            return plain[0] == plain[1]
+        if isinstance(value, float):
+            return mine is None if not math.isfinite(value) else abs(mine - value) <= abs(value) * 1e-5 + 0.005
+        return mine == value or mine is None
+    return all(same(record.get(key), value) for key, value in line.items())
+
+
+def testAllKinds(folder, names):
+    real = [os.fsencode(p) for p in pathlib.Path(sys.argv[6]).rglob("*") if p.is_file()] if sys.argv[6:] else []
+    asked = [n if n.startswith(b"/") else os.fsencode(folder) + b"/" + n for n in names] + real
+    chosen = asked + [chance.choice(asked) for _ in range(500 * factor)]
+    chosen = [n for i, n in enumerate(chosen) if i < len(asked) or not n.endswith(b"hog.dng")]
+    records = recordsOf(scan("--timeout", "60", "--memory", "256", names=chosen).stdout)
+    assert collections.Counter(map(nameOf, records)) == collections.Counter(chosen)
+    for record in records:
+        schema.validate(record)
+    by_name = {nameOf(r): r for r in records}
+    hog = by_name[os.fsencode(folder) + b"/hog.dng"]
+    assert hog["error"]["code"] == "memory", hog
+    found = codes(records)
+    assert {"notFound", "notRegularFile", "noCameraRecord", "damaged"} <= set(found), found
+    assert not {"crashed", "timeout"} & set(found), found
+
+    # In the order of the names, and the same ones.
+    few = chosen[: len(asked) + 100]
+    ordered = recordsOf(scan("--ordered", "--memory", "256", names=few).stdout)
+    assert [nameOf(r) for r in ordered] == few
+    assert all(by_name[nameOf(r)] == r for r in ordered)
+
+    # Every option that does not change the answers, and the same answers outside the sandbox.
+    plain = recordsOf(scan("--no-sandbox", "-j", "1", "--timeout", "0", "--memory", "256", names=few).stdout)
+    assert {nameOf(r): r for r in plain} == {nameOf(r): r for r in ordered}
+
+    # What Sondex says of the same files.
+    lines = [n for n in asked if b"\n" not in n and b"\t" not in n and len(n) < 4000
+             and not n.endswith(b"hog.dng") and not n.startswith(b"/dev/")]
+    said = subprocess.run([program], input=b"\n".join(lines) + b"\n", capture_output=True).stdout
+    results = [readJson(r[8:].decode()) for r in said.splitlines()
+               if r.startswith(b"result: ")]
+    assert len(results) == len(lines)
+    stills = (b".jpg", b".jpeg", b".dng")
+    for name, line in zip(lines, results):
+        record = by_name[name]
+        # Sondex goes by names where the kit goes by contents.
+        same_kind = name.lower().endswith(stills) == (record.get("type") in ("JPEG", "DNG", None))
+        if record["status"] == "succeed" and same_kind or line["status"] == "succeed":
+            assert agrees(record, line), (record, line)
+
+
+def testFolders(folder):
+    def found(*words):
+        return {nameOf(r).decode(errors="replace") for r in recordsOf(scan("-r", *words, str(folder)).stdout)}
+    by_name, by_content = found("--no-decode"), found("--no-decode", "--all")
+    assert f"{folder}/inner.mp4/deep.JPG" in by_name and f"{folder}/fifo.mp4" in by_name
+    assert not any("loop/" in n for n in by_name | by_content)
+    assert f"{folder}/unnamed" in by_content - by_name and f"{folder}/text.mp4" in by_name - by_content
+    table = scan("--csv", "--fields", "pathBytes,model,error.code", names=[
+        os.fsencode(folder) + b"/" + n for n in (b"s.jpg", b"gone,\".jpg", b"\xff\xfe.jpg")],
+        ).stdout.decode().splitlines()
+    assert table[0] == "path,pathBytes,model,error.code"
+    assert f"{folder}/s.jpg,,KESTO ZELVA Q7," in table and f'"{folder}/gone,"".jpg",,,notFound' in table
+
+
+def testKilledWorkers(names):
+    """Whoever kills or stops workers costs nothing but time; every name has its record."""
+    process = subprocess.Popen([kit, "scan", "--files-from", "-", "-0", "--timeout", "1", "-j", "2",
+                                "--no-decode"],
+                               stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    wanted, killed = 20 * factor, 0
+    collected = []
+    reader = threading.Thread(target=lambda: collected.append(process.stdout.read()))
+    reader.start()
+    given = 0
+    while killed < wanted or given < len(names):
+        # Names are fed as kills happen, so that there is work left for every kill.
+        upto = len(names) if killed == wanted else (killed + 1) * len(names) // (wanted + 1)
+        process.stdin.write(b"".join(n + b"\0" for n in names[given:upto]))
+        process.stdin.flush()
+        given = upto
+        time.sleep(chance.uniform(0, 0.02))
+        workers = children(process.pid)
+        if workers and killed < wanted:
+            killed += 1
+            how = signal.SIGSTOP if killed == wanted else signal.SIGKILL
+            os.kill(chance.choice(workers), how)
+    process.stdin.close()
+    reader.join()
+    errors = process.stderr.read()
+    assert process.wait() in (0, 1), errors
+    process.stderr.close(), process.stdout.close()
+    records = recordsOf(collected[0])
+    assert collections.Counter(map(nameOf, records)) == collections.Counter(names)
+    # A file may be unlucky three times, hardly many of them.
+    assert sum(codes(records)[c] for c in ("crashed", "timeout")) <= 2 + wanted // 20, codes(records)
+
+
+def testKilledRuns(folder, names):
+    """The whole run is killed again and again, and gone on with."""
+    output, listed = folder / "resumed.jsonl", folder / "names.list"
+    unique = [os.fsencode(f"{folder}/link{i}.jpg") for i in range(2000 * factor)]
+    for i, link in enumerate(unique):
+        os.symlink(names[i % len(names)], link)
+    listed.write_bytes(b"".join(n + b"\0" for n in unique))
+    words = [kit, "scan", "--files-from", str(listed), "-0", "-o", str(output), "--resume"]
+    for _ in range(20):
+        process = subprocess.Popen(words, stderr=subprocess.DEVNULL)
+        time.sleep(chance.uniform(0.01, 0.08))
+        process.kill()
+        process.wait()
+        with open(output, "ab") as torn:  # as a machine leaves it that loses its power
+            torn.write(chance.choice([b"", b'{"path":"' + unique[0][:20], b"\0" * 9, b"{"]))
+    while subprocess.run(words, stderr=subprocess.PIPE).returncode not in (0, 1):
+        time.sleep(0.05)
+    records = recordsOf(output.read_bytes())
+    assert collections.Counter(map(nameOf, records)) == collections.Counter(unique)
+    size = output.stat().st_size
+    scan("-o", str(output), "--resume", names=unique[:10])
+    assert output.stat().st_size == size, "what is done was done again"
+
+    # What is not ours is left alone.
+    scan("-o", str(output), names=unique[:1], status=[3])
+    for content in (b"my diary\n", b"my diary", b'{"path":"a","status":"succeed"}\nnotes\n'):
+        other = folder / "other"
+        other.write_bytes(content)
+        scan("-o", str(other), "--resume", names=unique[:1], status=[3])
+        assert other.read_bytes() == content
+    for link in unique:
+        os.unlink(link)
+
+
+def testOutputs(names):
+    """A full disk and a closed pipe end the run with words and a status."""
+    for words, reason in ((f"'{kit}' scan --files-from - -0 > /dev/full", "No space left"),
+                          (f"set -o pipefail; '{kit}' scan --files-from - -0 | head -c 9 >/dev/null", "closed by its reader")):
+        outcome = subprocess.run(["bash", "-c", words], capture_output=True,
+                                 input=b"".join(n + b"\0" for n in names * 3))
+        assert outcome.returncode == 4 and reason in outcome.stderr.decode(), outcome
+    for words in (["scan"], ["scan", "--bad"], [], ["scan", "--resume", "x"], ["facts"]):
+        assert subprocess.run([kit, *words], capture_output=True, stdin=subprocess.DEVNULL).returncode == 2, words
+
+
+def testPeople(folder):
+    def run(*words):
+        return subprocess.run([kit, *map(str, words)], capture_output=True, text=True)
+    table = run("facts", folder / "camera.MP4", folder / "missing.dng", folder / "s.DNG")
+    assert table.returncode == 1 and "missing.dng" in table.stderr and table.stderr.count("\n") == 1, table
+    for part in ("  camera             KESTO ZELVA Q7\n", "  gyro ", " samples/s\n", "DNG still\n", " degrees\n"):
+        assert part in table.stdout, (part, table.stdout)
+    printed = run("facts", "--json", folder / "camera.MP4").stdout.encode()
+    assert recordsOf(printed) == recordsOf(scan(str(folder / "camera.MP4")).stdout)
+    boxes = json.loads(run("boxes", "--json", folder / "camera.MP4").stdout)["boxes"]
+    end = 0
+    for box in boxes:
+        assert box["offset"] == end
+        end += box["size"]
+    assert end == (folder / "camera.MP4").stat().st_size
+    moov = next(b for b in boxes if b["type"] == "moov")
+    assert any(b["type"] == "mvhd" and "timescale" in str(b).lower() for b in moov["boxes"]), moov
+    assert run("boxes", folder / "s.jpg").returncode == 1
+    # Every option is in the manual and known to zsh; bash asks the program.
+    words = {w for line in run("scan", "--help").stdout.splitlines()
+             for w in line.split()[:1] if w.startswith("-") for w in w.split(",")}
+    for page in ("docs/sondexkit.1.scd", "completions/_sondexkit"):
+        written = pathlib.Path(source, page).read_text()
+        assert all(w in written for w in words), (page, [w for w in words if w not in written])
+
+
+def testPython(folder):
+    import sondex
+    movie = sondex.facts(folder / "camera.MP4", program=kit)
+    assert isinstance(movie, sondex.Movie) and movie.model == "KESTO ZELVA Q7" and movie.gyro_rate
+    try:
+        sondex.facts(os.fsencode(folder) + b"/none\xff.mp4", program=kit)
+        assert False
+    except sondex.Error as error:
+        assert error.code == "notFound" and error.path.endswith("none\udcff.mp4")
+    names = [str(folder / n) for n in ("s.DNG", "missing.dng", "s.jpg")]
+    records = list(sondex.scan(iter(names), program=kit, ordered=True, decode=False))
+    assert [r.path for r in records] == names and records[0].get().jpeg.bytes > 0 and records[1].error
+    for wrong in ("", "a\0b"):
+        try:
+            list(sondex.scan([wrong], program=kit))
+            assert False
+        except ValueError:
+            pass
+    try:
+        list(sondex.scan(names, program=kit, jobs=0))
+        assert False
+    except sondex.ScanFailed as failure:
+        assert "--jobs" in str(failure)
+
+
+with tempfile.TemporaryDirectory() as name:
+    folder = pathlib.Path(name)
+    kinds = samples.make(folder, sampleMaker)
+    plain = [os.fsencode(folder / f) for kind in ("movies", "models", "stills") for f in kinds[kind]]
+    names = [os.fsencode(f) for kind in kinds.values() for f in kind] + strange(folder, kinds) + [b"hog.dng"]
+    for test, words in ((testAllKinds, (folder, names)), (testFolders, (folder,)),
+                        (testKilledWorkers, (plain * (1000 * factor),)), (testKilledRuns, (folder, plain)),
+                        (testOutputs, (plain,)), (testPeople, (folder,)), (testPython, (folder,))):
+        started = time.monotonic()
+        test(*words)
+        print(f"{test.__name__}: {time.monotonic() - started:.1f} s", flush=True)
