@@ -225,7 +225,7 @@ int processLines() {
         if (columns.size() > 3) job.kdtcPath = columns[3];
         if (!processFile(job)) out(L"result: {\"status\":\"failed\"}\n");
     }
-    return 0;
+    return WEKU::Console::isAbandoned() ? 1 : 0;
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 #include "exif/CameraRecord.h"
 #include "support/Console.h"
+#include "support/WideText.h"
 
 using WEKU::Console::outBytes;
+using WEKU::wchar::oneLine;
 
 void ExifParser::dump(const char* name) {
     const std::uint16_t entries = read16();
@@ -43,10 +45,10 @@ void ExifParser::dumpKMKN() {
 }
 
 void ExifParser::ZELVA::dump() const {
-    outBytes("\n   model: %s\n", model.c_str());
-    outBytes("software: %s\n", software.c_str());
-    outBytes("     ver: %s\n", version.c_str());
-    outBytes("     S/N: %s\n", serial.c_str());
+    outBytes("\n   model: %s\n", oneLine(model).c_str());
+    outBytes("software: %s\n", oneLine(software).c_str());
+    outBytes("     ver: %s\n", oneLine(version).c_str());
+    outBytes("     S/N: %s\n", oneLine(serial).c_str());
     outBytes("    type: %d\n", type);
     outBytes("     HDR: %d\n", hdr);
     outBytes("     yaw: %f\n", yaw);

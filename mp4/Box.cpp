@@ -83,8 +83,9 @@ std::wstring BOX::indentation() const {
 }
 
 std::wstring BOX::basicTag() const {
-    const std::wstring tag = L"'" + WEKU::wchar::mbs2wcs(name()) + L"': start=" +
-                             std::to_wstring(start) + L" bytes=" + std::to_wstring(totalSize);
+    const std::wstring tag = L"'" + WEKU::wchar::mbs2wcs(WEKU::wchar::oneLine(name())) +
+                             L"': start=" + std::to_wstring(start) + L" bytes=" +
+                             std::to_wstring(totalSize);
     return tag.substr(0, 63);
 }
 

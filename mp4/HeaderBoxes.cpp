@@ -8,6 +8,8 @@
 namespace MP4 {
 
 using WEKU::Console::out;
+using WEKU::wchar::mbs2wcs;
+using WEKU::wchar::oneLine;
 
 namespace {
 
@@ -105,7 +107,7 @@ void HDLR::parseBox(BinFile& file, std::uint64_t end) {
 void HDLR::dump() const {
     const std::string handler = fourCCText(fourCCAt(block.data() + 8));
     out(L"MP4: %ls<%ls handler=%ls name=%ls(%d) >\n", indentation().c_str(), basicTag().c_str(),
-        WEKU::wchar::mbs2wcs(handler).c_str(), WEKU::wchar::mbs2wcs(handlerName).c_str(),
+        mbs2wcs(oneLine(handler)).c_str(), mbs2wcs(oneLine(handlerName)).c_str(),
         static_cast<int>(handlerNameLength));
 }
 

@@ -11,6 +11,7 @@ namespace MP4 {
 
 using WEKU::Console::out;
 using WEKU::wchar::mbs2wcs;
+using WEKU::wchar::oneLine;
 
 void XYZ::parseBox(BinFile& file, std::uint64_t end) {
     limitTo(file, end);
@@ -22,7 +23,7 @@ void XYZ::parseBox(BinFile& file, std::uint64_t end) {
 
 void XYZ::dump() const {
     out(L"MP4: %ls<%ls xyz=%ls %04x >\n", indentation().c_str(), basicTag().c_str(),
-        mbs2wcs(text).c_str(), static_cast<unsigned>(language));
+        mbs2wcs(oneLine(text)).c_str(), static_cast<unsigned>(language));
 }
 
 void LOCI::parseBox(BinFile& file, std::uint64_t end) {

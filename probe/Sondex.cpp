@@ -63,7 +63,8 @@ void Sondex::readModel(const MP4::Container& movie) {
     if (box == nullptr || box->size() <= headerBytes) return;
     const std::string model = movie.payload(*box);
     cameraVersion = MetaBuilder::camera_version(model);
-    out(L"source movie model: %ls (%x)\n", WEKU::wchar::mbs2wcs(model).c_str(),
+    const std::string line = WEKU::wchar::oneLine(model);
+    out(L"source movie model: %ls (%x)\n", WEKU::wchar::mbs2wcs(line).c_str(),
         static_cast<unsigned>(cameraVersion));
 }
 

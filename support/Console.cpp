@@ -1,38 +1,54 @@
 #include "support/Console.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <string>
 #include <utility>
+
+#include "support/Waiting.h"
 
 namespace WEKU::Console {
 namespace {
 
-std::atomic<bool> abandoned = false;
-
-/// A reader that went away or a full disk leaves nobody to tell; the rest of the text is dropped.
-void writeAll(int descriptor, std::string_view bytes) {
+/// False with `errno` when not all of it could be written.
+bool writeAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t n = ::write(descriptor, bytes.data(), bytes.size());
-        if (n > 0) {
+        if (n >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(n));
-        } else if (n == 0 || errno != EINTR) {
-            // Seen only where whoever started the program has it ignore the signal for this.
-            if (n < 0 && errno == EPIPE && descriptor == STDOUT_FILENO) abandoned = true;
-            return;
+        } else if (!worthAnotherTry(descriptor, POLLOUT)) {
+            return false;
         }
     }
+    return true;
 }
 
 class Descriptors final : public Sink {
   public:
-    void write(std::string_view bytes) override { writeAll(STDOUT_FILENO, bytes); }
+    /// After the first byte that is lost nothing is written any more: it would be glued to a line
+    /// that was cut. A reader that went away knows why.
+    void write(std::string_view bytes) override {
+        if (lost || writeAll(STDOUT_FILENO, bytes)) return;
+        const int error = errno;
+        if (lost.exchange(true) || error == EPIPE) return;
+        Descriptors::warn(
+            formatText("standard output: %s; what follows is lost", std::strerror(error)));
+    }
     void warn(std::string_view line) override {
         writeAll(STDERR_FILENO, std::string("Sondex: ").append(line).append("\n"));
     }
+
+    std::atomic<bool> lost = false;
 };
+
+Descriptors& descriptors() {
+    static Descriptors both;
+    return both;
+}
 
 /// Null while the thread prints on the process's descriptors.
 thread_local Sink* redirected = nullptr;
@@ -40,8 +56,7 @@ thread_local Sink* redirected = nullptr;
 }  // namespace
 
 Sink& sink() {
-    static Descriptors descriptors;
-    return redirected != nullptr ? *redirected : descriptors;
+    return redirected != nullptr ? *redirected : descriptors();
 }
 
 Redirect::Redirect(Sink& to) : before(std::exchange(redirected, &to)) {}
@@ -51,7 +66,7 @@ Redirect::~Redirect() {
 }
 
 bool isAbandoned() {
-    return abandoned;
+    return descriptors().lost;
 }
 
 void dump(const wchar_t* format, const unsigned char* bytes, std::size_t count) {

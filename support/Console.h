@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "support/TextFormat.h"
+#include "support/WideText.h"
 
 /// Console output. Everything that is printed goes through the running thread's sink, one call of
 /// the sink a call of these functions; without a sink of its own a thread prints on the process's
@@ -48,13 +49,15 @@ void outBytes(const char* format, const Values&... values) {
     sink().write(formatText(format, values...));
 }
 
-/// True once nobody reads standard output any more, so that further work would be for nobody.
+/// True once something printed on standard output was lost (the reader went away, the disk is
+/// full), so that further work would be for nobody. Nothing more is written there from then on.
 bool isAbandoned();
 
-/// Prints one line of our own: on standard error "Sondex: ", the text and a line feed.
+/// Prints one line of our own: on standard error "Sondex: ", the text and a line feed. One line it
+/// stays, whatever the names in it hold.
 template <class... Values>
 void warn(const char* format, const Values&... values) {
-    sink().warn(formatText(format, values...));
+    sink().warn(wchar::oneLine(formatText(format, values...)));
 }
 
 /// Prints the format with the pointer and the count as its arguments, then every byte as

@@ -1,11 +1,9 @@
 #include "support/LineInput.h"
 
+#include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <string_view>
-
+#include "support/Waiting.h"
 #include "support/WideText.h"
 
 namespace WEKU {
@@ -18,18 +16,15 @@ bool LineInput::readMore() {
     ssize_t n = 0;
     do {
         n = ::read(descriptor, bytes, sizeof bytes);
-    } while (n < 0 && errno == EINTR);
+    } while (n < 0 && worthAnotherTry(descriptor, POLLIN));
     if (n > 0) pending.append(bytes, static_cast<std::size_t>(n));
     ended = n <= 0;
     return !ended;
 }
 
 std::optional<std::wstring> LineInput::next() {
-    // No character has more than four bytes, so a full line is found within this many and no
-    // sequence is ever cut by the end of what has been read.
-    const std::size_t enough = most * 4;
     std::size_t feed = pending.find('\n', taken);
-    while (feed == std::string::npos && pending.size() - taken < enough) {
+    while (feed == std::string::npos && !isFull(std::string_view(pending).substr(taken))) {
         const std::size_t searched = pending.size() - taken;
         if (!readMore()) break;
         feed = pending.find('\n', taken + searched);
@@ -40,6 +35,13 @@ std::optional<std::wstring> LineInput::next() {
     std::wstring line = wchar::widenFront(rest, most);
     taken = end - rest.size();
     return line;
+}
+
+/// Whether the bytes hold a whole line's characters, the last of them complete.
+bool LineInput::isFull(std::string_view bytes) const {
+    if (bytes.size() < most) return false;
+    bytes.remove_suffix(wchar::openEnd(bytes));
+    return wchar::widenFront(bytes, most).size() == most;
 }
 
 }  // namespace WEKU

@@ -2,11 +2,13 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace WEKU {
 
 /// Lines of wide text from a descriptor, as they come: a line is handed out as soon as its line
-/// feed has been read, so that a peer may wait for the answer before it sends the next.
+/// feed, or its last character, has been read, so that a peer may wait for the answer before it
+/// sends the next.
 class LineInput {
   public:
     /// `most` is the largest number of characters a line may have; the rest of a longer one is
@@ -19,6 +21,7 @@ class LineInput {
 
   private:
     bool readMore();
+    bool isFull(std::string_view bytes) const;
 
     int descriptor;
     std::size_t most;

@@ -47,6 +47,12 @@ Decoded decode(std::string_view bytes) {
     return {character, lead->length};
 }
 
+/// The control characters and the two separators that count as line ends.
+bool endsOrSteers(std::uint32_t character) {
+    return character < 0x20 || (character >= 0x7F && character < 0xA0) || character == 0x2028 ||
+           character == 0x2029;
+}
+
 /// Writes the bytes of one character to `out` (4 bytes) and returns their number.
 std::size_t encode(std::uint32_t character, char* out) {
     if (character >= escapeBase + 0x80 && character <= escapeBase + 0xFF) {
@@ -129,6 +135,31 @@ std::wstring widenFront(std::string_view& bytes, std::size_t most) {
         bytes.remove_prefix(next.length);
     }
     return text;
+}
+
+std::string oneLine(std::string_view bytes) {
+    bytes = bytes.substr(0, bytes.find('\0'));
+    std::string line;
+    line.reserve(bytes.size());
+    while (!bytes.empty()) {
+        const Decoded next = decode(bytes);
+        if (endsOrSteers(next.character)) {
+            line += ' ';
+        } else {
+            line.append(bytes.substr(0, next.length));
+        }
+        bytes.remove_prefix(next.length);
+    }
+    return line;
+}
+
+std::size_t openEnd(std::string_view bytes) {
+    for (std::size_t n = 1; n <= std::min<std::size_t>(3, bytes.size()); ++n) {
+        const auto byte = static_cast<unsigned char>(bytes[bytes.size() - n]);
+        if (const auto lead = leadOf(byte)) return lead->length > n ? n : 0;
+        if ((byte & 0xC0) != 0x80) break;
+    }
+    return 0;
 }
 
 }  // namespace WEKU::wchar

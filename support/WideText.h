@@ -26,4 +26,12 @@ std::string narrow(std::wstring_view text);
 /// Widens at most `most` characters off the front of `bytes`, which then begins behind them.
 std::wstring widenFront(std::string_view& bytes, std::size_t most);
 
+/// Text of a file for a line of output: each control character, of ASCII or behind it, and each
+/// separator of lines or paragraphs becomes a blank, so that no file can forge a line or speak to a
+/// terminal. Ends at the first NUL.
+std::string oneLine(std::string_view bytes);
+
+/// How many bytes at the end may be a sequence whose rest is still to come.
+std::size_t openEnd(std::string_view bytes);
+
 }  // namespace WEKU::wchar
