@@ -33,11 +33,10 @@ def box(code, *payload, claims=None):
 
 def chain(length):
     """Nested boxes of which each claims the rest of the file."""
-    data = b""
-    while len(data) + 56 <= length:
+    data = box("moov", claims=length) + box("trak", claims=length - 8)
+    while len(data) + 32 <= length:
         left = length - len(data)
-        data += box("trak" if data else "moov", claims=left)
-        data += box("uuid", SPATIAL, claims=left - 8) + box("KATR", claims=left - 32)
+        data += box("uuid", SPATIAL, claims=left) + box("KATR", claims=left - 24)
     return data.ljust(length, b"\0")
 
 
@@ -108,7 +107,7 @@ def hostileFiles(clip):
     big = 16 * MIB
     yield "chain1280.mp4", chain(1280)
     yield "chain64k.mp4", chain(65536)
-    yield "nested.mp4", chain(8 * 4000)
+    yield "nested.mp4", chain(2 * MIB)
     yield "tracks.mp4", tracks(20000)
     yield "tracksOfClip.mp4", clip + tracks(20000)
     yield "boxes.mp4", box("free") * 131072

@@ -139,8 +139,8 @@ void addMovies(const Corpus& corpus) {
                largeBox("free", "x") + boxClaiming(0, "moov", boxClaiming(0, "trak")));
     std::string nested;
     for (int i = 0; i < 40; ++i)
-        nested = box("trak", uuidBox(MP4::spatialDataType, nested).replace(4, 4, "uuid"));
-    corpus.add("BoxTree", "nested", u16(0), box("moov", nested));
+        nested = uuidBox(MP4::spatialDataType, box("KATR", nested));
+    corpus.add("BoxTree", "nested", u16(0), box("moov", box("trak", nested)));
 
     corpus.add("Rewrite", "insert", u8(0) + u8(2) + u8(9), movie(true, false, box("free")));
     corpus.add("Rewrite", "insertWide", u8(0) + u8(20) + u8(9), movie(true, true, box("free")));
@@ -153,7 +153,8 @@ void addMovies(const Corpus& corpus) {
     corpus.add("Rewrite", "setFlag", u8(6) + u8(0) + u8(1), movie(true, true, box("free")));
     corpus.add("Rewrite", "setFlagInRoom", u8(6) + u8(0) + u8(1),
                movie(true, false, box("free", zeros(40))));
-    corpus.add("Rewrite", "spatial", u8(0) + u8(1) + u8(4),
+    // Behind the file type: media data and spatial track move.
+    corpus.add("Rewrite", "spatial", u8(0) + u8(0) + u8(4),
                movie(false, false, {}) + spatialBox(20));
 }
 

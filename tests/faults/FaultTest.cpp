@@ -191,7 +191,7 @@ TEST(EditFault, LeavesTheOldOrTheNewMovie) {
                         if (((at + static_cast<int>(how)) >> stream & 1) != 0) ::close(stream);
                     }
                     WEKU::handleEndingSignals();
-                    if (operation.named) faults::nameAllFiles();
+                    faults::nameAllFiles(operation.named);
                     faults::arm(how, at);
                     const int done = scene.run() ? 1 : 0;
                     ::_exit(done | faults::disarm());

@@ -95,8 +95,8 @@ int faults::disarm() {
     return seen;
 }
 
-void faults::nameAllFiles() {
-    namesAll = true;
+void faults::nameAllFiles(bool all) {
+    namesAll = all;
 }
 
 void faults::before(const char* call, std::function<void()> step) {

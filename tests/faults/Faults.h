@@ -28,8 +28,8 @@ enum Seen { reached = 2, struck = 4, unlinkFailed = 8, truncateFailed = 16 };
 void arm(How how, long at);
 int disarm();
 
-/// From now on this process meets a file system without files that have no name.
-void nameAllFiles();
+/// Whether this process meets a file system without files that have no name.
+void nameAllFiles(bool all);
 
 /// Runs `step` once, ahead of the next call of this name: what another process may do in between.
 void before(const char* call, std::function<void()> step);

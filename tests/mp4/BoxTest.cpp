@@ -75,6 +75,34 @@ TEST(BoxTree, FindReachesEveryMatchAndStopsOneLevel) {
     EXPECT_EQ(opened.movie.videoTrack->start, 8U + 8 + 2 * 92);
 }
 
+TEST(BoxTree, EndsAtADepthAndCopiesVisitors) {
+    // Each box whole in its parent, and more of them than a stack has room for.
+    constexpr std::size_t pairs = 65536;
+    const std::string head = uuidBox(MP4::spatialDataType);
+    std::string chain(pairs * (head.size() + 8) + 8, '\0');
+    for (std::size_t at = 0, i = 0; i < pairs; ++i) {
+        const auto left = [&] { return u32(chain.size() - at); };
+        chain.replace(at, head.size(), head).replace(at, 4, left());
+        at += head.size();
+        chain.replace(at, 8, left() + "KATR");
+        at += 8;
+    }
+    const OpenedMovie deep(box("moov", box("trak", chain)));
+    const MP4::NestedBox* parent = deep.movie.root.get();
+    while (!parent->children.empty())
+        parent = static_cast<MP4::NestedBox*>(parent->children[0].get());
+    EXPECT_EQ(parent->depth, MP4::deepestParent);
+
+    const OpenedMovie opened(
+        box("moov", box("trak", tkhd(1, 1) + tkhd(1, 1)) + box("trak", tkhd(1, 1) + tkhd(1, 1))));
+    std::vector<int> counts;
+    opened.movie.find("moov.trak.tkhd", [&, n = 0](MP4::BOX&) mutable {
+        counts.push_back(++n);
+        return true;
+    });
+    EXPECT_EQ(counts, (std::vector<int>{1, 2, 1, 2}));
+}
+
 TEST(LeafBox, PrintsItsFields) {
     const struct {
         std::string parents, bytes, line;

@@ -1,6 +1,7 @@
 #include "support/FileIO.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "tests/kit/Files.h"
 
@@ -24,6 +25,12 @@ TEST(FileIO, FailuresPrintTheirLinesAndReturnFailureValues) {
               "open(" + name + ", 'a') failed.\nopen(" + name + ", 'r') failed.\n" +
                   "seek_set(-1) failed - Invalid argument(22)\n"
                   "seek_cur(-2) failed - Invalid argument(22)\n");
+    // A pipe gives what is there.
+    int ends[2];
+    ASSERT_TRUE(::pipe(ends) == 0 && ::write(ends[1], "abc", 3) == 3);
+    const std::wstring pipe = L"/proc/self/fd/" + std::to_wstring(ends[0]);
+    unsigned char bytes[9];
+    EXPECT_EQ(FileIO(pipe, L'r').read(bytes, sizeof bytes), 3U);
     // Neither truncates nor appends.
     EXPECT_TRUE(FileIO::open_a(path, [&](FileIO& file) { file.write(&byte, 1); }));
     EXPECT_EQ(kit::readFile(path), "Xbcdef");

@@ -1,0 +1,70 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "mp4/Container.h"
+#include "tests/faults/Faults.h"
+#include "tests/kit/BoxBuilder.h"
+#include "tests/kit/Files.h"
+#include "tests/kit/Movies.h"
+
+using namespace kit;
+
+namespace {
+
+namespace fs = std::filesystem;
+using MP4::Container;
+
+struct Scene {
+    Scene() { movie.attach(folder.write("m.mp4", source), Container::wholeFile); }
+    fs::path at(const char* name) const { return folder.path() / name; }
+
+    const std::string source = mdatFirst("media");
+    TempFolder folder;
+    Container movie;
+};
+
+}  // namespace
+
+/// What another process may do between two calls of an edit, as a forced order of steps.
+TEST(EditRace, ARewriteEndsBetweenOpeningAndLocking) {
+    Scene scene;
+    const std::string newer = scene.source + box("free");
+    fs::create_hard_link(scene.at("m.mp4"), scene.at("old"));
+    faults::before("flock", [&] {
+        scene.folder.write("new", newer);
+        fs::rename(scene.at("new"), scene.at("m.mp4"));
+    });
+    EXPECT_FALSE(scene.movie.updateTimeStamp(1));
+    EXPECT_EQ(readFile(scene.at("m.mp4")), newer);
+    EXPECT_EQ(readFile(scene.at("old")), scene.source);
+}
+
+TEST(EditRace, TheTemporaryFileIsExchangedForALink) {
+    Scene scene;
+    scene.folder.write("victim", "secret");
+    fs::permissions(scene.at("victim"), fs::perms{0600});
+    fs::permissions(scene.at("m.mp4"), fs::perms{0666});
+    bool swapped = false;
+    faults::nameAllFiles(true);
+    captureOutput([&] {
+        EXPECT_FALSE(scene.movie.insertBox(
+            L"test", *scene.movie.moov, false, [](auto&) { return true; },
+            [](auto&, auto&) { return true; },
+            [&](auto&, auto&) {
+                for (const auto& entry : fs::directory_iterator(scene.folder.path())) {
+                    if (!entry.path().filename().string().starts_with(".sondex-")) continue;
+                    fs::remove(entry.path());
+                    fs::create_symlink("victim", entry.path());
+                    swapped = true;
+                    break;
+                }
+                return true;
+            }));
+    });
+    faults::nameAllFiles(false);
+    EXPECT_TRUE(swapped);
+    EXPECT_EQ(readFile(scene.at("victim")), "secret");
+    EXPECT_EQ(fs::status(scene.at("victim")).permissions(), fs::perms{0600});
+    EXPECT_TRUE(!fs::is_symlink(scene.at("m.mp4")) && readFile(scene.at("m.mp4")) == scene.source);
+}
