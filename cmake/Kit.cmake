@@ -33,6 +33,7 @@ endif()
 if(NOT SONDEX_INSTALL)
     return()
 endif()
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME program)
 install(TARGETS sondexkit)
 install(FILES completions/sondexkit.bash RENAME sondexkit
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
@@ -41,7 +42,8 @@ find_program(SCDOC scdoc)
 if(SCDOC)
     set(manual ${PROJECT_BINARY_DIR}/package/sondexkit.1)
     add_custom_command(OUTPUT ${manual}
-        COMMAND ${SCDOC} <${PROJECT_SOURCE_DIR}/docs/sondexkit.1.scd >${manual}
+        COMMAND sh -c [["$0" <"$1" >"$2"]] ${SCDOC} ${PROJECT_SOURCE_DIR}/docs/sondexkit.1.scd
+                ${manual}
         DEPENDS docs/sondexkit.1.scd VERBATIM)
     add_custom_target(sondexkit_manual ALL DEPENDS ${manual})
     install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
