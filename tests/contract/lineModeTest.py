@@ -1,26 +1,33 @@
 #!/usr/bin/env python3
 """Holds line mode to what it promises at length: one process, a hundred thousand jobs of every
-kind, one result line each, in order; memory and descriptors as at the start; and a quiet end when
-the consumer goes away.
+kind, one result line each, in order; memory and descriptors as at the start; descriptors of every
+temper; and an end, quiet when the consumer went away and said when output was lost.
 
-usage: checkLineMode.py PROGRAM JOBS [--sanitized]
+usage: lineModeTest.py PROGRAM JOBS [--sanitized]
 
 A sanitizer keeps freed memory back, so memory is not looked at in its build.
 """
 
+import fcntl
 import json
 import os
 import pathlib
 import random
+import select
+import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import threading
 import time
 
-from checkLimits import box, ifd
-
 FAILED = b'{"status":"failed"}'
+
+
+def ifd(*entries):
+    """An IFD of entries (tag, type, count, value)."""
+    return struct.pack(">H", len(entries)) + b"".join(struct.pack(">HHII", *e) for e in entries)
 
 
 def still(model):
@@ -44,7 +51,7 @@ def makeJobs(folder):
         jobs.append((name, model.decode()))
     bad = {b"cut.jpg": still(b"cut")[:90], b"empty.DNG": b"", b"empty.mp4": b"",
            b"no.dng": still(b"no"), b"still.mp4": still(b"still"),
-           b"boxes.mp4": box("ftyp") + box("moov", box("trak", claims=0x7FFFFFFF)) * 40,
+           b"boxes.mp4": b"\0\0\0\x10moov\x7F\xFF\xFF\xFFtrak" * 40,
            b"\xC3\xA9\xFF\xE3\x81.MP4": b"\0" * 100}
     for name, data in bad.items():
         pathlib.Path(os.fsdecode(folder + b"/" + name)).write_bytes(data)
@@ -146,6 +153,54 @@ def checkEarlyEnd(program, name, restoreSignals):
         sys.exit(f"not quiet: {words[:200]}")
 
 
+def checkLoss(program, name):
+    """What cannot be written is said once, nothing follows it, and no more jobs are done."""
+    with open("/dev/full", "wb") as full:
+        ended = subprocess.run([program], input=(name + b"\n") * 1000, stdout=full,
+                               stderr=subprocess.PIPE)
+    if ended.stderr.count(b"\n") != 1 or b"standard output" not in ended.stderr or not ended.returncode:
+        sys.exit(f"lost without a word: {ended}")
+
+
+def checkWaiting(program, name):
+    """Pipes that do not block lose neither jobs, of which there are none at first, nor answers, of
+    which there are more than a pipe holds."""
+    count, (jobs, feed), (answers, into) = 2000, os.pipe(), os.pipe()
+    os.set_blocking(jobs, False)
+    os.set_blocking(into, False)
+    os.symlink(name, os.path.dirname(name) + b"/a.jpg")
+    with subprocess.Popen([os.path.abspath(program)], stdin=jobs, stdout=into,
+                          cwd=os.path.dirname(name)) as child:
+        os.close(into)
+        time.sleep(0.1)
+        os.write(feed, b"a.jpg\n" * count)
+        held = struct.pack("i", 0)
+        while struct.unpack("i", held)[0] < 60000 and child.poll() is None:
+            time.sleep(0.01)
+            held = fcntl.ioctl(answers, termios.FIONREAD, held)
+        os.close(feed)
+        os.close(jobs)
+        with open(answers, "rb") as pipe:
+            got = sum(line.startswith(b"result: ") for line in pipe)
+    if got != count or child.returncode:
+        sys.exit(f"{got} answers of {count} through pipes that do not block")
+
+
+def checkLongLine(program):
+    """A job begins with the last character that a line may have; what follows is another."""
+    line = ("\u00E9" * 4095).encode()
+    with subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, bufsize=0,
+                          stderr=subprocess.DEVNULL) as child:
+        child.stdin.write(line[:-1])
+        if select.select([child.stdout], [], [], 0.1)[0]:
+            sys.exit("a job began before its last byte")
+        child.stdin.write(line[-1:])
+        if not select.select([child.stdout], [], [], 30)[0]:
+            sys.exit("a line of full length waits for more")
+        if child.communicate(b"\nmore")[0].count(b"result: ") != 2:
+            sys.exit("behind a full line not one more job")
+
+
 def main():
     program, count = sys.argv[1], int(sys.argv[2])
     with tempfile.TemporaryDirectory() as name:
@@ -154,7 +209,10 @@ def main():
         # With the signal of a broken pipe as it is by default, and ignored.
         for restoreSignals in (True, False):
             checkEarlyEnd(program, jobs[0][0], restoreSignals)
-    print("a consumer that goes away ends the run quietly")
+        checkLoss(program, jobs[0][0])
+        checkWaiting(program, jobs[0][0])
+        checkLongLine(program)
+    print("a consumer that goes away ends the run quietly, lost output with a word")
 
 
 if __name__ == "__main__":
