@@ -7,6 +7,8 @@
 #include "mp4/MetadataBoxes.h"
 #include "mp4/Structure.h"
 
+class GPSInfo;
+
 namespace MP4 {
 
 /// A movie file opened as a tree of boxes, an index of offsets that every edit remakes. The file
@@ -113,6 +115,20 @@ class Container {
     /// the file has its old length.
     bool appendXMP(const std::string& xmp);
     bool appendAxis(const std::string& axis);
+
+    /// Put the position into the user data, as ISO 6709 text and as the location information box of
+    /// 3GPP TS 26.244, in place of those that are there. False when the position lacks latitude or
+    /// longitude.
+    bool appendLocations(const GPSInfo& position);
+    /// Removes the location information boxes that lack fields of their standard, for which other
+    /// readers refuse the movie. True as well when there is none.
+    bool removeBadLOCI();
+    /// Puts the XML into the spherical-video box of the video track, whose own it replaces.
+    bool appendSphericalVideoXML(const std::string& xml);
+    /// Both in one rewrite.
+    bool appendLocationAndSphericalVideoXML(const GPSInfo& position, const std::string& xml);
+    /// Replaces all the boxes of the user data by these, which are whole boxes.
+    bool replaceUdta(const std::string& boxes);
 
     /// Sets constraint_set1_flag in every H.264 baseline record of the movie and states `fullRange`
     /// in its parameter sets, in the way that moves least: in place where a record keeps its room,

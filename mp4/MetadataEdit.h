@@ -1,0 +1,59 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "mp4/Container.h"
+#include "mp4/SplicePlan.h"
+
+namespace MP4 {
+
+/// Changes of a movie's metadata boxes, collected and then made in one rewrite.
+class MetadataEdit {
+  public:
+    /// What happens to boxes of the kind that are there.
+    enum class Present { keep, replace };
+
+    /// The movie must stay as it is until `apply`.
+    explicit MetadataEdit(Container& movie) : movie(movie) {}
+
+    /// Puts boxes of one type into the user data, which is made when there is none. Returns false,
+    /// with nothing changed, when the movie has a box of that type that is to be kept.
+    bool putUserData(FourCC type, const std::string& boxes, Present present);
+    /// Replaces everything in the user data by these boxes.
+    void replaceUserData(const std::string& boxes);
+    /// Puts the XML into the spherical-video box of the video track. As putUserData; false also
+    /// without a video track.
+    bool putSphericalXml(const std::string& xml, Present present);
+    /// Puts a uuid box behind the last box of the file. As putUserData.
+    bool putTopLevel(const UUID& box, Present present);
+    void remove(const BOX& box);
+
+    /// Writes at the end of the new file. What it writes may point into itself, with the position
+    /// of `file`, but not into the rest of the movie.
+    using Tail = std::function<bool(BinFile& file)>;
+    /// Two steps: media data first, and boxes that point into it when every offset of the movie
+    /// has been set right.
+    void addTail(Tail media, Tail boxes);
+
+    bool isEmpty() const;
+    /// Makes the changes under the name, into the container's output path if it has one; false,
+    /// with the file as it was, when they cannot be made.
+    bool apply(const wchar_t* name);
+
+  private:
+    void replaceFirst(const std::vector<const BOX*>& old, const std::string& bytes);
+
+    Container& movie;
+    /// Boxes of the movie and the bytes in their place.
+    std::map<const BOX*, std::string> replaced;
+    std::string userData, inTrack, fileEnd;
+    Tail mediaTail, boxTail;
+};
+
+/// The spherical-video box of the video track, or null.
+const UUID* sphericalVideoBox(const Container& movie);
+
+}  // namespace MP4
