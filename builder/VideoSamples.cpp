@@ -6,13 +6,13 @@
 #include "builder/Refusal.h"
 #include "support/Failure.h"
 
-VideoSamples::VideoSamples(const MP4::Container& movie, const std::string& role)
-    : movie(movie), file(std::make_shared<WEKU::FileIO>(movie.path, L'r')) {
-    if (!file->isOpen()) throw Refusal{role + " cannot be opened"};
+VideoSamples::VideoSamples(const MP4::Container& movie, const std::string& role) : movie(movie) {
     if (movie.videoTrack == nullptr) throw Refusal{role + " has no video track"};
     try {
-        MP4::BinFile reader(*file);
-        table = MP4::SampleTable::read(movie, *movie.videoTrack, reader);
+        movie.open([&](WEKU::FileIO& opened) {
+            MP4::BinFile reader(opened);
+            table = MP4::SampleTable::read(movie, *movie.videoTrack, reader);
+        });
         samples = table.samples();
     } catch (WEKU::Failure message) {
         throw Refusal{role + " cannot be read: " + message};
@@ -41,7 +41,8 @@ void VideoSamples::readCoding() {
     isHevc = true;
 }
 
-std::vector<VideoSamples::Unit> VideoSamples::unitsOf(std::size_t sample, Content content) const {
+std::vector<VideoSamples::Unit> VideoSamples::unitsOf(const WEKU::FileIO& file, std::size_t sample,
+                                                      Content content) const {
     const MP4::SampleTable::Sample& whole = samples[sample];
     if (content == Content::samples) return {{whole.offset, whole.size}};
     std::vector<Unit> units;
@@ -49,7 +50,7 @@ std::vector<VideoSamples::Unit> VideoSamples::unitsOf(std::size_t sample, Conten
     const std::uint64_t end = whole.offset + whole.size;
     while (end - at > lengthBytes) {
         unsigned char head[5] = {};
-        file->readAt(at, head, lengthBytes + 1U);
+        file.readAt(at, head, lengthBytes + 1U);
         std::uint64_t length = 0;
         for (unsigned i = 0; i < lengthBytes; ++i)
             length = length << 8 | head[i];
@@ -65,20 +66,24 @@ std::vector<VideoSamples::Unit> VideoSamples::unitsOf(std::size_t sample, Conten
 std::optional<SampleAlignment::Sequence> VideoSamples::sequence(Content content) const {
     if (content == Content::pictures && lengthBytes == 0) return {};
     SampleAlignment::Sequence sequence;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        std::uint64_t size = 0;
-        for (const Unit& unit : unitsOf(i, content))
-            size += unit.length;
-        sequence.sizes.push_back(static_cast<std::uint32_t>(size));
-    }
+    movie.open([&](const WEKU::FileIO& file) {
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            std::uint64_t size = 0;
+            for (const Unit& unit : unitsOf(file, i, content))
+                size += unit.length;
+            sequence.sizes.push_back(static_cast<std::uint32_t>(size));
+        }
+    });
     sequence.hash = [this, content](std::size_t sample) {
         std::string bytes;
-        for (const Unit& unit : unitsOf(sample, content)) {
-            const std::size_t before = bytes.size();
-            bytes.resize(before + unit.length);
-            file->readAt(unit.offset, reinterpret_cast<unsigned char*>(bytes.data() + before),
-                         unit.length);
-        }
+        movie.open([&](const WEKU::FileIO& file) {
+            for (const Unit& unit : unitsOf(file, sample, content)) {
+                const std::size_t before = bytes.size();
+                bytes.resize(before + unit.length);
+                file.readAt(unit.offset, reinterpret_cast<unsigned char*>(bytes.data() + before),
+                            unit.length);
+            }
+        });
         return std::uint64_t{std::hash<std::string_view>()(bytes)};
     };
     return sequence;

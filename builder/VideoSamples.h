@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -8,7 +7,7 @@
 #include "builder/SampleAlignment.h"
 #include "mp4/SampleTable.h"
 
-/// The video samples of one movie, with the file open for reading them.
+/// The video samples of one movie.
 class VideoSamples {
   public:
     /// Throws a Refusal that names the movie by `role` ("the source"). `movie` outlives this.
@@ -45,10 +44,9 @@ class VideoSamples {
         std::uint64_t offset;
         std::uint64_t length;
     };
-    std::vector<Unit> unitsOf(std::size_t sample, Content content) const;
+    std::vector<Unit> unitsOf(const WEKU::FileIO& file, std::size_t sample, Content content) const;
     void readCoding();
 
-    std::shared_ptr<WEKU::FileIO> file;
     /// How the sizes of units are stored (ISO/IEC 14496-15); 0: the coding is another.
     unsigned lengthBytes = 0;
     bool isHevc = false;

@@ -135,7 +135,7 @@ bool MetadataEdit::apply(const wchar_t* name) {
     }
     return movie.modifyContainer(
         name,
-        [&](BinFile& src, BinFile& dst, std::uint64_t& insertAt) {
+        [&](BinFile& src, BinFile& dst, unsigned long long& insertAt) {
             return sound && plan.copy()(src, dst, insertAt) &&
                    (fileEnd.empty() || dst.put(fileEnd)) && (!mediaTail || mediaTail(dst));
         },

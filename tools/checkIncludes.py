@@ -12,7 +12,7 @@ ALLOWED = {
     "mp4": {"support", "h264"},
     "sensor": {"support", "mp4", "exif"},
     "probe": {"support", "mp4", "exif", "sensor"},
-    "builder": {"support", "mp4", "exif"},
+    "builder": {"support", "mp4", "exif", "sensor"},
     "sondex": {"support", "h264", "exif", "mp4", "sensor", "probe", "builder"},
     "kit": {"sondex"},
     "app": {"support", "h264", "exif", "mp4", "sensor", "probe"},
