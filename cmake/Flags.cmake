@@ -25,6 +25,12 @@ if(SONDEX_SANITIZE OR SONDEX_FUZZ)
     target_compile_options(sondex_flags INTERFACE ${sanitizers} -D_GLIBCXX_ASSERTIONS)
     target_link_options(sondex_flags INTERFACE ${sanitizers})
 endif()
+if(EMSCRIPTEN)
+    # Sizes of files have 64 bits, those of memory 32; what is allocated is checked where it is.
+    target_compile_options(sondex_flags INTERFACE -Oz -fwasm-exceptions -Wno-shorten-64-to-32)
+    target_link_options(sondex_flags INTERFACE -fwasm-exceptions)
+    return()
+endif()
 # Every input may be an attack. What the optimised builds do so that a fault that was overlooked
 # ends the program and does not take it over; tools/checkHardening.py holds the program against it.
 # The sanitizers do more and bear neither the checked calls nor the stack's other layouts.

@@ -15,6 +15,7 @@ ALLOWED = {
     "builder": {"support", "mp4", "exif", "sensor"},
     "sondex": {"support", "h264", "exif", "mp4", "sensor", "probe", "builder"},
     "kit": {"sondex"},
+    "web": {"support", "app", "sondex"},
     "app": {"support", "h264", "exif", "mp4", "sensor", "probe"},
 }
 # The headers of the front door stand on the standard library alone.
