@@ -1,0 +1,122 @@
+// Chromium with the page, and a record of every request that leaves the browser for anywhere.
+import { mkdtempSync, readFileSync, rmSync } from "node:fs";
+import { createServer } from "node:http";
+import { tmpdir } from "node:os";
+import { extname, join } from "node:path";
+import puppeteer from "puppeteer-core";
+
+const types = { ".html": "text/html", ".js": "text/javascript", ".css": "text/css" };
+
+/** Asked by the browser for itself, with or without a page. */
+const browsersOwn = /\b(googleapis|google|gvt1)\.com\b/;
+
+/** The browser's proxy for all hosts, its own machine's included; serves the page as any static
+    server would and lets nothing through. */
+class Proxy {
+    requests = [];
+    reachable = true;
+
+    constructor(root) {
+        this.server = createServer((request, response) => {
+            this.record(request.url);
+            const { hostname, pathname } = new URL(request.url, "http://localhost/");
+            if (!this.reachable) return request.socket.destroy();
+            const name = pathname === "/" ? "index.html" : pathname.slice(1);
+            try {
+                const content = hostname === "localhost" && readFileSync(join(root, name));
+                response.writeHead(200, { "content-type": types[extname(name)] }).end(content);
+            } catch {
+                response.writeHead(404).end();
+            }
+        });
+        for (const event of ["connect", "upgrade"]) {
+            this.server.on(event, (request, socket) => {
+                this.record(`${event} ${request.url}`);
+                socket.destroy();
+            });
+        }
+    }
+
+    record(url) {
+        if (!browsersOwn.test(url)) this.requests.push(url);
+    }
+
+    async listen() {
+        await new Promise((done) => this.server.listen(0, "127.0.0.1", done));
+        return this.server.address().port;
+    }
+}
+
+export async function startBrowser(root) {
+    const proxy = new Proxy(root);
+    const port = await proxy.listen();
+    const profile = mkdtempSync(join(tmpdir(), "sondex-page-"));
+    const browser = await puppeteer.launch({
+        executablePath: "/usr/bin/chromium",
+        userDataDir: profile,
+        protocolTimeout: 60000,
+        args: [
+            "--no-sandbox",
+            "--disable-gpu",
+            "--enable-unsafe-swiftshader",
+            "--disable-quic",
+            "--no-first-run",
+            "--disable-background-networking",
+            "--disable-component-update",
+            "--disable-sync",
+            `--proxy-server=127.0.0.1:${port}`,
+            "--proxy-bypass-list=<-loopback>",
+        ],
+    });
+    const stop = async () => {
+        await browser.close();
+        proxy.server.closeAllConnections?.();
+        proxy.server.close();
+        rmSync(profile, { recursive: true, force: true });
+    };
+    return { browser, proxy, stop };
+}
+
+/** Opens the page and waits until it is kept for later. */
+export async function openPage(browser, { width = 1200, height = 900, scheme = "light" } = {}) {
+    const page = await browser.newPage();
+    await page.setViewport({ width, height });
+    await page.emulateMediaFeatures([{ name: "prefers-color-scheme", value: scheme }]);
+    await page.goto("http://localhost/");
+    await page.evaluate(() => navigator.serviceWorker.ready.then(() => true));
+    return page;
+}
+
+/** Picks a file and waits for all that the page says about it. */
+export async function pick(page, path) {
+    const name = path.split("/").pop();
+    await page.evaluate(() => performance.clearMeasures());
+    await (await page.$("#picker")).uploadFile(path);
+    await page.waitForFunction((mark) => performance.getEntriesByName(mark).length > 0, { timeout: 60000 }, `boxes ${name}`);
+    return page.evaluate(
+        (mark) => {
+            const card = document.querySelector(".card");
+            return {
+                rows: Object.fromEntries([...card.querySelectorAll(".facts tr")].map((row) => [row.dataset.key, row.cells[1].textContent])),
+                error: card.querySelector(".error")?.textContent,
+                printed: card.querySelector("pre")?.textContent,
+                milliseconds: performance.getEntriesByName(mark)[0].duration,
+            };
+        },
+        `facts ${name}`,
+    );
+}
+
+/** Waits for the picture; returns it and the colour in its middle. */
+export async function look(page) {
+    await page.waitForSelector(".card[open] canvas.sphere");
+    return page.evaluate(async () => {
+        await new Promise((done) => setTimeout(done, 300));
+        const canvas = document.querySelector("canvas.sphere");
+        const copy = document.createElement("canvas");
+        copy.width = copy.height = 1;
+        const context = copy.getContext("2d");
+        context.drawImage(canvas, canvas.width / 2, canvas.height / 2, 1, 1, 0, 0, 1, 1);
+        return { middle: [...context.getImageData(0, 0, 1, 1).data.slice(0, 3)], whole: canvas.toDataURL() };
+    });
+}
