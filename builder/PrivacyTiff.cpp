@@ -119,7 +119,7 @@ class Ifds {
 
     void zeroValues(std::uint64_t ifd, std::initializer_list<std::uint16_t> tags) {
         for (const Entry& entry : entriesOf(ifd)) {
-            if (std::ranges::find(tags, entry.tag) != tags.end()) zeroValue(entry);
+            if (std::find(tags.begin(), tags.end(), entry.tag) != tags.end()) zeroValue(entry);
         }
     }
 
@@ -133,7 +133,8 @@ class Ifds {
 
     void removeGps(std::uint64_t ifd0) {
         const std::vector<Entry> entries = entriesOf(ifd0);
-        const auto leads = std::ranges::find(entries, gpsIfd, &Entry::tag);
+        const auto leads = std::find_if(entries.begin(), entries.end(),
+                                        [](const Entry& entry) { return entry.tag == gpsIfd; });
         if (leads == entries.end()) return;
         attempt([&] {
             const std::uint64_t gps = parser.tiffOffset + leads->value;

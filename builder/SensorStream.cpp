@@ -102,7 +102,7 @@ void SensorStream::swapRecords() {
     const std::size_t field = unit == 24 ? 4 : 2;
     for (std::size_t at = 0; at < records.size(); at += unit) {
         if (unit > 8) {
-            for (const std::size_t axis : {0, 1, 2})
+            for (std::size_t axis = 0; axis < 3; ++axis)
                 std::reverse(&records[at + axis * field], &records[at + axis * field] + field);
         }
         std::reverse(&records[at + unit - 8], &records[at + unit - 8] + 8);

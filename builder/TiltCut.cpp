@@ -24,7 +24,8 @@ std::string trimmed(const std::string& stream, std::uint32_t start, std::uint32_
     const std::unique_ptr<unsigned char[]> owner(bytes);
     if (length == 0) return {};
     const std::uint64_t kept = WEKU::loadBig<std::uint32_t>(bytes + countOffset);
-    return {reinterpret_cast<const char*>(bytes), headerLength + recordLength * kept};
+    const auto size = static_cast<std::size_t>(headerLength + recordLength * kept);
+    return {reinterpret_cast<const char*>(bytes), size};
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace {
 std::string bytesOf(const UUID& box) {
     ByteArray bytes;
     box.to_byteArray(bytes);
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.length()};
+    return {reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(bytes.length())};
 }
 
 /// Where a further child would begin. Behind the last child and not at the box's end: user data
