@@ -5,12 +5,16 @@ include(CMakePackageConfigHelpers)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Sondex)
 set(generated ${PROJECT_BINARY_DIR}/package)
 
+# Which of the packages of cmake/Package.cmake a file goes to.
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
+
 install(TARGETS sondex EXPORT SondexTargets
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sondex)
 foreach(folder IN LISTS SONDEX_FOLDERS)
     file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.h)
     install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sondex/${folder})
 endforeach()
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME program)
 if(TARGET sondex_video)
     install(TARGETS sondex_video LIBRARY DESTINATION ${SONDEX_MODULE_FOLDER})
 endif()
@@ -21,6 +25,8 @@ if(TARGET Sondex)
     endif()
     install(TARGETS Sondex)
 endif()
+
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 
 # The CMake package and the pkg-config file. A static library passes its own needs on.
 install(EXPORT SondexTargets NAMESPACE Sondex:: DESTINATION ${package_folder})
@@ -45,22 +51,11 @@ configure_file(cmake/sondex.pc.in ${generated}/sondex.pc @ONLY)
 install(FILES ${generated}/sondex.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # The manual and the shells' completions.
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME program)
 configure_file(docs/Sondex.1.in ${generated}/Sondex.1 @ONLY)
 install(FILES ${generated}/Sondex.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES completions/Sondex.bash RENAME Sondex
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 install(FILES completions/_Sondex DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
 
-# The Debian package. Its dependencies are those that the linker saw, the module's included.
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_NAME sondex)
-set(CPACK_PACKAGE_CONTACT "The Sondex project <sondex@example.org>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_STRIP_FILES ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SECTION video)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
-set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebianFolders.cmake)
-include(CPack)
+include(cmake/Package.cmake)
