@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Plants the small faults of tools/mutants.txt, one at a time, in a copy of the tree and runs the
-tests on each; prints those that no test sees.  usage: mutants.py [PREFIX...]
+tests on each; prints those that no test sees.  usage: mutants.py [--quick] [PREFIX...]
 
-PREFIX: only faults in files whose paths begin so. The copy and its build stay in build/mutants, so
+PREFIX: only faults in files whose paths begin so. --quick: only the tests of the fault's own folder;
+what they do not see, another may. The copy and its build stay in build/mutants, so
 that the next run builds little. Ends with 1 when a fault survives without a reason, is not found in
 its file any more, or does not build.
 """
@@ -103,7 +104,12 @@ def quickTests(path):
     return [name for name in wanted if (tree / "tests" / name).is_dir()]
 
 
-def outcomeOf(mutant):
+def quickTargets(paths):
+    names = {name for path in paths for name in quickTests(path)}
+    return ["Sondex", "sondex-sample", *sorted("test_" + name for name in names)]
+
+
+def outcomeOf(mutant, isQuick):
     """What became of the fault: a word, and the test that saw it."""
     path = tree / mutant.path
     text = path.read_text()
@@ -114,11 +120,11 @@ def outcomeOf(mutant):
     try:
         quick = quickTests(mutant.path)
         if quick:
-            if make("Sondex", "sondex-sample", *("test_" + name for name in quick)).returncode:
+            if make(*quickTargets([mutant.path])).returncode:
                 return "unbuildable", ""
             seen = failingTest("^(" + "|".join(quick) + ")$")
-            if seen:
-                return "killed", seen
+            if seen or isQuick:
+                return ("killed", seen) if seen else ("survived", "")
         if make().returncode:
             return "unbuildable", ""
         seen = failingTest(".")
@@ -127,18 +133,21 @@ def outcomeOf(mutant):
         path.write_text(text)
 
 
-def main(prefixes):
+def main(words):
+    isQuick, prefixes = "--quick" in words, [word for word in words if word != "--quick"]
     mutants = [mutant for mutant in readList(root / "tools/mutants.txt")
                if not prefixes or mutant.path.startswith(tuple(prefixes))]
     copyTree()
     configured = run("cmake", "-S", tree, "-B", build, "-DCMAKE_BUILD_TYPE=Release")
-    if configured.returncode or make().returncode:
+    targets = quickTargets(mutant.path for mutant in mutants) if isQuick else []
+    if configured.returncode or make(*targets).returncode:
         sys.exit("mutants: the tree itself does not build")
-    if seen := failingTest("."):
+    tests = "|".join(target.removeprefix("test_") for target in targets)
+    if seen := failingTest(f"^({tests})$" if isQuick else "."):
         sys.exit(f"mutants: without a fault, {seen} fails already")
     results = {}
     for number, mutant in enumerate(mutants, 1):
-        outcome, seen = outcomeOf(mutant)
+        outcome, seen = outcomeOf(mutant, isQuick)
         if mutant.reason:
             outcome = "unseen" if outcome == "survived" else "seen after all"
         results.setdefault(outcome, []).append(mutant)
