@@ -57,8 +57,7 @@ void printMakerNote(const MP4::Container& movie) {
 }
 
 void printBoxes(const MetaReader& reader) {
-    MP4::Container movie;
-    if (movie.attach(reader.inputPath, MP4::Container::wholeFile)) printMakerNote(movie);
+    printMakerNote(reader.movie);
     out(L"%ls\n", WEKU::wchar::mbs2wcs(reader.probe.sphericalXML).c_str());
     out(L"%ls\n", WEKU::wchar::mbs2wcs(reader.probe.xmp).c_str());
 }

@@ -18,7 +18,8 @@ class MetaReader : public TreeFacts, public MovieSensors, public StillFacts {
     /// Prints the usage banner.
     static void usage();
 
-    /// Reads a movie; true when the probe could describe it.
+    /// Reads a movie; true when the probe could describe it. One that changes under the reading is
+    /// read again, a few times at most.
     bool parse(const std::wstring& path);
     /// Prints the result line of a movie that was read.
     void dumpToJSON() const;
@@ -31,5 +32,10 @@ class MetaReader : public TreeFacts, public MovieSensors, public StillFacts {
     void dumpToJSON_still(bool isDng) const;
 
     std::wstring inputPath;
+    /// The movie that was read, open.
+    MP4::Container movie;
     Sondex probe;
+
+  private:
+    bool parseOnce(const std::wstring& path);
 };

@@ -2,13 +2,25 @@
 #include "app/ResultTail.h"
 #include "sensor/VideoStabilizationMode.h"
 #include "support/Console.h"
+#include "support/HeldLines.h"
 #include "support/Truncate.h"
 #include "support/WideText.h"
 
 bool MetaReader::parse(const std::wstring& path) {
+    constexpr std::size_t mostHeld = 1 << 20;
+    const std::wstring source = path;  // which may be a member
+    bool ok = false;
+    WEKU::repeatUntilItStands(mostHeld, [&] {
+        ok = parseOnce(source);
+        // An edit in place under the reading gives half an old and half a new movie.
+        return !movie.root || movie.isUnchanged();
+    });
+    return ok;
+}
+
+bool MetaReader::parseOnce(const std::wstring& path) {
     *this = MetaReader();
     inputPath = path;
-    MP4::Container movie;
     const bool described = probe.probe(path, movie);
     // Deliberate: a file that did not open is tried once more, and its failure printed again.
     if (!movie.root && !movie.attach(path, MP4::Container::wholeFile)) return described;

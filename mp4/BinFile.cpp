@@ -7,8 +7,18 @@
 
 namespace MP4 {
 
+namespace {
+
+/// Asks the system, unless a reader of the file did.
+std::uint64_t lengthOf(const WEKU::FileIO& opened) {
+    const auto* reader = dynamic_cast<const BinFile*>(&opened);
+    return reader != nullptr && reader->isReadOnly() ? reader->fileLength() : opened.length();
+}
+
+}  // namespace
+
 BinFile::BinFile(WEKU::FileIO& opened)
-    : FileIO(opened), knownChanges(changeCount()), knownLength(opened.length()) {}
+    : FileIO(opened), knownChanges(changeCount()), knownLength(lengthOf(opened)) {}
 
 void BinFile::catchUp() const {
     if (knownChanges == changeCount()) return;

@@ -9,9 +9,8 @@ namespace MP4 {
 bool Container::attach(const std::wstring& newPath, std::uint64_t end) {
     auto opened = std::make_unique<Source>(newPath);
     openError = opened->file.openError();
-    return opened->file.handOut([&](WEKU::FileIO& handle) {
-        BinFile file(handle);
-        parse(file, end);
+    return opened->file.handOut([&](WEKU::FileIO&) {
+        parse(opened->reader, end);
         source = std::move(opened);
     });
 }
@@ -55,7 +54,8 @@ void Container::dump() const {
 bool Container::open(const WEKU::FileIO::Callback& callback) const {
     if (!source && underEdit == nullptr) return WEKU::FileIO::open(path, callback);
     // A handle of its own for each, because callbacks move the position and may nest.
-    BinFile handle(underEdit != nullptr ? *underEdit : source->file);
+    BinFile handle(underEdit != nullptr ? *underEdit : source->reader);
+    handle.moveTo(0);
     return handle.handOut(callback);
 }
 

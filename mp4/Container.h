@@ -155,6 +155,8 @@ class Container {
         explicit Source(const std::wstring& given) : path(given), file(path, L'r') {}
         const std::wstring path;
         WEKU::FileIO file;
+        /// Knows the length, so that no reading asks for it again.
+        BinFile reader{file};
     };
 
     class EditScope;

@@ -15,6 +15,7 @@ class Recorder final : public Sink {
         before.write(bytes);
     }
     void warn(std::string_view line) override { before.warn(line); }
+    bool isSilent() const override { return before.isSilent(); }
 
   private:
     Sink& before = WEKU::Console::sink();

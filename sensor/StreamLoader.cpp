@@ -171,7 +171,8 @@ void eachStream(const MP4::Container& movie, const char* name, std::uint32_t uni
     const std::vector<const MP4::BOX*> boxes = boxesNamed(movie, name);
     const auto read = [&](MP4::BinFile& file, const MP4::BOX& box) {
         unsigned char bytes[headerEnd - 8] = {};
-        file.readAt(box.start + 8, bytes, sizeof bytes);
+        file.moveTo(box.start + 8);
+        if (!file.take(bytes, sizeof bytes)) file.readAt(box.start + 8, bytes, sizeof bytes);
         const StreamHeader header(bytes);
         if (!checkHeader(header, name, unitSize, box.size())) return;
         file.moveTo(box.start + headerEnd);

@@ -20,6 +20,8 @@ class Sink {
     virtual void write(std::string_view bytes) = 0;
     /// Takes one line for people, without the program's name ahead and the line feed behind it.
     virtual void warn(std::string_view line) = 0;
+    /// True when it drops everything, so that nothing needs to be put into words.
+    virtual bool isSilent() const { return false; }
 };
 
 /// The running thread's sink. A thread that works for another begins by taking over its sink.
@@ -40,13 +42,13 @@ class Redirect {
 /// Prints a wide printf format (see formatText) to the sink.
 template <class... Values>
 void out(const wchar_t* format, const Values&... values) {
-    sink().write(formatText(format, values...));
+    if (!sink().isSilent()) sink().write(formatText(format, values...));
 }
 
 /// Prints a narrow printf format to the sink.
 template <class... Values>
 void outBytes(const char* format, const Values&... values) {
-    sink().write(formatText(format, values...));
+    if (!sink().isSilent()) sink().write(formatText(format, values...));
 }
 
 /// True once something printed on standard output was lost (the reader went away, the disk is
@@ -57,7 +59,7 @@ bool isAbandoned();
 /// stays, whatever the names in it hold.
 template <class... Values>
 void warn(const char* format, const Values&... values) {
-    sink().warn(wchar::oneLine(formatText(format, values...)));
+    if (!sink().isSilent()) sink().warn(wchar::oneLine(formatText(format, values...)));
 }
 
 /// Prints the format with the pointer and the count as its arguments, then every byte as

@@ -68,6 +68,7 @@ class FileIO {
     bool handOut(const Callback& callback);
 
     bool isOpen() const { return descriptor != 0; }
+    bool isReadOnly() const { return mode != 'a' && mode != 'w'; }
     /// Why the file did not open, as the system's error number; 0 when it did.
     int openError() const { return error; }
     /// False for folders, devices and the like, and when not open.

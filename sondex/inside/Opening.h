@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <new>
 #include <optional>
 #include <string>
@@ -9,6 +10,7 @@
 #include "mp4/Container.h"
 #include "sondex/Read.h"
 #include "sondex/inside/Lines.h"
+#include "support/HeldLines.h"
 
 namespace sondex::inside {
 
@@ -33,29 +35,23 @@ Kind kindOf(const MP4::Container& file);
 /// under the reading. What is printed meanwhile goes to the caller's log, once.
 template <class T, class Read>
 Result<T> readFile(std::string_view path, const Options& options, std::uint64_t end, Read&& read) {
-    constexpr int mostTries = 4;
-    for (int i = 0; i < mostTries; ++i) {
-        Lines lines(static_cast<bool>(options.log));
-        std::optional<Result<T>> result;
-        {
-            const WEKU::Console::Redirect redirect(lines);
-            try {
-                MP4::Container file;
-                if (auto error = attach(file, path, end)) {
-                    result = std::move(*error);
-                } else {
-                    Result<T> found = read(std::as_const(file));
-                    if (file.isUnchanged()) result = std::move(found);
-                }
-            } catch (const std::bad_alloc&) {
-                result = Error{ErrorCode::outOfMemory, "not enough memory"};
+    Result<T> result = Error{ErrorCode::outOfMemory, "not enough memory"};
+    Lines lines(options);
+    try {
+        const bool stands = WEKU::repeatUntilItStands(SIZE_MAX, [&] {
+            MP4::Container file;
+            if (auto error = attach(file, path, end)) {
+                result = std::move(*error);
+                return true;
             }
-        }
-        if (!result) continue;
-        lines.deliver(options);
-        return std::move(*result);
+            result = read(std::as_const(file));
+            return file.isUnchanged();
+        });
+        if (!stands) result = Error{ErrorCode::changed, "another program keeps changing it"};
+    } catch (const std::bad_alloc&) {
     }
-    return Error{ErrorCode::changed, "another program keeps changing it"};
+    lines.finish();
+    return result;
 }
 
 }  // namespace sondex::inside
