@@ -8,12 +8,9 @@ set(generated ${PROJECT_BINARY_DIR}/package)
 # Which of the packages of cmake/Package.cmake a file goes to.
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 
-install(TARGETS sondex EXPORT SondexTargets
-        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sondex)
-foreach(folder IN LISTS SONDEX_FOLDERS)
-    file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.h)
-    install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sondex/${folder})
-endforeach()
+install(TARGETS sondex sondex_parts EXPORT SondexTargets
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${staged}/sondex ${staged}/sondex-parts DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME program)
 if(TARGET sondex_video)
     install(TARGETS sondex_video LIBRARY DESTINATION ${SONDEX_MODULE_FOLDER})

@@ -37,6 +37,11 @@ class AccelSensorStreamEmbed {
                              std::uint16_t& rate);
     static void loadM30_KDTG(const MP4::Container& movie, std::vector<unsigned long long>& times,
                              std::uint16_t& rate);
+    /// What the four above do with the boxes of a name: `swap` turns a record of the other byte
+    /// order. For the three sample records and `unsigned long long`.
+    template <class T>
+    static void loadM29_KDTx(const MP4::Container& movie, const char* name, std::vector<T>& records,
+                             std::uint16_t& rate, const std::function<void(T&)>& swap);
     /// The accelerometer resampled onto the frame timestamps, one sample a frame; without frame
     /// timestamps the samples as stored.
     static void loadM30_KDTD_with_KDTG(const MP4::Container& movie,
@@ -113,9 +118,6 @@ class AccelSensorStreamEmbed {
     float frontScore = 0;
 
   private:
-    template <class T>
-    static void loadM29_KDTx(const MP4::Container& movie, const char* name, std::vector<T>& records,
-                             std::uint16_t& rate, const std::function<void(T&)>& swap);
     void clear();
     bool finishLoad();
 };

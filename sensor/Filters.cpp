@@ -56,6 +56,10 @@ void lpfForTsunagi30(const std::vector<T>& in, std::vector<T>& out) {
     filterWith<kernelForTsunagi30<T>>(in, out);
 }
 
+template void lpfForAcc(const std::vector<double>&, std::vector<double>&);
+template void lpfForTsunagi(const std::vector<double>&, std::vector<double>&);
+template void lpfForTsunagi30(const std::vector<double>&, std::vector<double>&);
+
 void filterForAcc(const std::vector<double>& in, std::vector<double>& out) {
     lpfForAcc<double>(in, out);
 }

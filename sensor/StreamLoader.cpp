@@ -209,6 +209,19 @@ void AccelSensorStreamEmbed::loadM29_KDTx(const MP4::Container& movie, const cha
     eachStream(movie, name, sizeof(T), load);
 }
 
+template void AccelSensorStreamEmbed::loadM29_KDTx(const MP4::Container&, const char*,
+                                                   std::vector<Gyro>&, std::uint16_t&,
+                                                   const std::function<void(Gyro&)>&);
+template void AccelSensorStreamEmbed::loadM29_KDTx(const MP4::Container&, const char*,
+                                                   std::vector<Ecompass>&, std::uint16_t&,
+                                                   const std::function<void(Ecompass&)>&);
+template void AccelSensorStreamEmbed::loadM29_KDTx(
+    const MP4::Container&, const char*, std::vector<TopBottomCorrection>&, std::uint16_t&,
+    const std::function<void(TopBottomCorrection&)>&);
+template void AccelSensorStreamEmbed::loadM29_KDTx(const MP4::Container&, const char*,
+                                                   std::vector<unsigned long long>&, std::uint16_t&,
+                                                   const std::function<void(unsigned long long&)>&);
+
 AccelSensorStreamEmbed::Rates AccelSensorStreamEmbed::readRates(const MP4::Container& movie) {
     Rates rates;
     const auto into = [](std::uint16_t& rate) {

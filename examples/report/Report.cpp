@@ -1,10 +1,10 @@
-// What a program asks the library about a movie: the camera, the picture, the boxes, the motion
-// sensors.
-#include <mp4/Container.h>
-#include <mp4/HeaderBoxes.h>
-#include <probe/Sondex.h>
-#include <sensor/AccelSensorStreamEmbed.h>
-#include <support/WideText.h>
+// What a program asks the classes behind the front door about a movie: the camera, the picture, the
+// boxes, the motion sensors. Most programs need no more than <sondex/sondex.h>: examples/facts.
+#include <sondex-parts/mp4/Container.h>
+#include <sondex-parts/mp4/HeaderBoxes.h>
+#include <sondex-parts/probe/Sondex.h>
+#include <sondex-parts/sensor/AccelSensorStreamEmbed.h>
+#include <sondex-parts/support/WideText.h>
 
 #include <algorithm>
 #include <cstdio>
