@@ -7,6 +7,11 @@ const noDecoder = {
     H265: "This browser has no decoder for H.265, or could not decode the first picture.",
 };
 
+/* A movie may claim pictures that take gigabytes to decode, or be made to decode without end: more
+   than any camera's pictures need, a page is not to spend. */
+const mostPixels = 8192 * 4320;
+const mostMilliseconds = 10000;
+
 /** The picture's file within the file: a DNG may hold a JPEG, if its strip is one. */
 function stillSource(file, facts) {
     if (facts.type !== "DNG") return file;
@@ -21,6 +26,7 @@ function load(file, facts) {
     const loaded = new Promise((resolve, reject) => {
         source.addEventListener(still ? "load" : "loadeddata", resolve, { once: true });
         source.addEventListener("error", reject, { once: true });
+        setTimeout(reject, mostMilliseconds);
     });
     if (!still) Object.assign(source, { muted: true, playsInline: true, preload: "auto" });
     source.src = url;
@@ -83,12 +89,21 @@ export class Picture {
     constructor(file, facts, box) {
         this.box = box;
         this.facts = facts;
+        if (facts.frameWidth * facts.frameHeight > mostPixels) {
+            this.#say("The pictures are too large to be decoded in a page.");
+            return;
+        }
         const { source, loaded, release } = load(file, facts);
         this.source = source;
         this.release = release;
         loaded
-            .then(() => () => this.#show(), () => () => this.#say(this.#whyNot()))
+            .then(() => () => this.#show(), () => () => this.#giveUp())
             .then((go) => this.#stop.signal.aborted || go());
+    }
+
+    #giveUp() {
+        this.#say(this.#whyNot());
+        this.dispose();
     }
 
     #whyNot() {
@@ -149,7 +164,9 @@ export class Picture {
     dispose() {
         this.#stop.abort();
         this.sphere?.dispose();
+        if (!this.source) return;
         this.source.removeAttribute("src");
+        this.source.load?.();
         this.release();
     }
 }
