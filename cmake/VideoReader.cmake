@@ -36,7 +36,8 @@ if(reader STREQUAL "header")
     message(NOTICE "-- Video reader: headers only. No picture will be decoded: a movie's size and "
                    "frame rate are what its headers claim, and one whose pictures are damaged "
                    "passes as readable.")
-    list(REMOVE_ITEM sources ${PROJECT_SOURCE_DIR}/probe/ModuleVideoReader.cpp)
+    list(REMOVE_ITEM sources ${PROJECT_SOURCE_DIR}/probe/ModuleVideoReader.cpp
+         ${PROJECT_SOURCE_DIR}/probe/VideoModuleLoader.cpp)
     return()
 endif()
 
@@ -55,8 +56,8 @@ set_target_properties(sondex_video PROPERTIES
     CXX_VISIBILITY_PRESET hidden)
 cmake_language(DEFER CALL add_dependencies sondex sondex_video)
 
-# Where the library looks for the module: beside the program or library (a build folder), where an
-# installation has it as seen from either, and at last where this build installs it.
+# Where the library looks for the module: where this build installs it, where an installation has it
+# as seen from library or program, and beside them (a build folder).
 set(SONDEX_MODULE_FOLDER ${CMAKE_INSTALL_LIBDIR}/sondex)
 cmake_path(ABSOLUTE_PATH SONDEX_MODULE_FOLDER BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} NORMALIZE
            OUTPUT_VARIABLE module_folder)
@@ -65,5 +66,5 @@ file(RELATIVE_PATH from_library ${CMAKE_INSTALL_FULL_LIBDIR} ${module_folder})
 if(NOT PROJECT_IS_TOP_LEVEL)
     set(module_folder ${PROJECT_BINARY_DIR})
 endif()
-set_source_files_properties(${PROJECT_SOURCE_DIR}/probe/ModuleVideoReader.cpp PROPERTIES
+set_source_files_properties(${PROJECT_SOURCE_DIR}/probe/VideoModuleLoader.cpp PROPERTIES
     COMPILE_DEFINITIONS "SONDEX_MODULE_FOLDER=\"${module_folder}\";SONDEX_MODULE_FROM_PROGRAM=\"${from_program}\";SONDEX_MODULE_FROM_LIBRARY=\"${from_library}\"")

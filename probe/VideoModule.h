@@ -8,7 +8,7 @@
 extern "C" {
 
 /// To be raised with every change below.
-constexpr std::uint32_t sondexVideoInterface = 1;
+constexpr std::uint32_t sondexVideoInterface = 2;
 
 /// A movie's bytes.
 struct SondexVideoSource {
@@ -25,13 +25,25 @@ enum SondexVideoOutcome : std::int32_t {
     sondexVideoNoTrack = 2,
 };
 
+/// Why no picture was decoded, or the movie not read.
+enum SondexVideoRefusal : std::int32_t {
+    sondexVideoNotRefused = 0,
+    /// More pixels than `sondexVideoMostPixels`.
+    sondexVideoTooLarge = 1,
+    /// `codec` is none of those that are decoded.
+    sondexVideoForeignCodec = 2,
+    /// More memory or processor time than a movie of this length is given.
+    sondexVideoTooCostly = 3,
+};
+
 struct SondexVideoFacts {
     /// Size of the first picture in pixels; left alone when none was decoded.
     double width;
     double height;
     float nominalFrameRate;
-    /// 1: no picture was decoded because it is larger than `sondexVideoMostPixels`.
-    std::int32_t tooLarge;
+    SondexVideoRefusal refusal;
+    /// The codec's name, a text that lives as long as the module; left alone without a track.
+    const char* codec;
 };
 
 constexpr std::int64_t sondexVideoMostPixels = std::int64_t{16384} * 8192;

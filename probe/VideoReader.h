@@ -12,7 +12,16 @@ struct VideoFacts {
     float nominalFrameRate = 0;
 
     /// Why there is no picture.
-    enum class Trouble { none, noDecoder, unreadable, noTrack, tooLarge, undecodable };
+    enum class Trouble {
+        none,
+        noDecoder,
+        unreadable,
+        noTrack,
+        tooLarge,
+        foreignCodec,
+        tooCostly,
+        undecodable
+    };
     Trouble trouble = Trouble::none;
 };
 

@@ -63,6 +63,11 @@ Error whyNoPicture(VideoFacts::Trouble trouble) {
             return {ErrorCode::notDecodable, "it has no video track"};
         case VideoFacts::Trouble::tooLarge:
             return {ErrorCode::notDecodable, "its pictures are too large to be decoded"};
+        case VideoFacts::Trouble::foreignCodec:
+            return {ErrorCode::notDecodable, "its pictures are of a codec that is not decoded"};
+        case VideoFacts::Trouble::tooCostly:
+            return {ErrorCode::notDecodable,
+                    "decoding it takes more time or memory than a movie of its length is given"};
         default:
             return {ErrorCode::notDecodable, "its first picture cannot be decoded"};
     }

@@ -5,8 +5,6 @@
 namespace {
 
 constexpr std::uint64_t mebibyte = 1 << 20;
-/// An hour's movie opens in a few milliseconds.
-constexpr std::uint64_t mostSeconds = 5;
 /// Small, because the bounds on memory and time are looked at when it is filled, and a hostile box
 /// of 24 bytes can keep the demuxer busy for a second or make it take megabytes.
 constexpr int bufferBytes = 512;
@@ -17,15 +15,15 @@ int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary
 
 }  // namespace
 
-// The bounds. A well-formed movie is read little more than once, while boxes that name the same
-// places again and again could keep the demuxer reading for ever. Its index takes 24 bytes a
-// sample, and a hostile table announces billions of samples in a few bytes.
+// A well-formed movie is read little more than once, while boxes that name the same places again
+// and again could keep the demuxer reading for ever.
 Demuxer::Demuxer(const SondexVideoSource& source, Meter& meter)
     : source(source),
       meter(meter),
-      readsLeft(std::min(source.length, std::uint64_t{INT64_MAX} / 8) * 4 + 64 * mebibyte),
-      mostAtOnce(std::min(source.length, std::uint64_t{INT_MAX}) * 24 + 12 * mebibyte) {
-    meter.allowMore(mostAtOnce + 36 * mebibyte, mostSeconds);
+      readsLeft(std::min(source.length, std::uint64_t{INT64_MAX} / 8) * 4 + 64 * mebibyte) {}
+
+std::uint64_t Demuxer::largestAllocation(std::uint64_t length) {
+    return std::min(length, 10 * mebibyte) * 24 + 12 * mebibyte;
 }
 
 std::uint64_t Demuxer::fetch(std::uint64_t offset, std::uint8_t* bytes, std::uint64_t count) {
@@ -83,9 +81,10 @@ bool Demuxer::open() {
     AVFormatContext* opening = movie != nullptr ? avformat_alloc_context() : nullptr;
     if (opening == nullptr) return false;
     opening->pb = io.get();
-    opening->flags |= AVFMT_FLAG_CUSTOM_IO;
+    // Packets come as they are stored: no parser is needed, nor time stamps.
+    opening->flags |= AVFMT_FLAG_CUSTOM_IO | AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
     opening->io_open = refuseToOpen;
-    const Libav::AllocationBound bound(mostAtOnce);
+    const Libav::Bounded bounded(largestAllocation(source.length));
     // What the first picture is has nothing to do with edits; resolving them can take hours.
     AVDictionary* options = nullptr;
     av_dict_set(&options, "ignore_editlist", "1", 0);
@@ -114,7 +113,7 @@ AVStream* Demuxer::selectVideo() {
 }
 
 bool Demuxer::nextPacket(AVPacket& packet) {
-    const Libav::AllocationBound bound(mostAtOnce);
+    const Libav::Bounded bounded(largestAllocation(source.length));
     for (;;) {
         av_packet_unref(&packet);
         if (av_read_frame(format.get(), &packet) < 0) return false;

@@ -7,9 +7,13 @@
 #include "probe/ffmpeg/Meter.h"
 
 /// The MP4/MOV demuxer over a caller's bytes: no protocol, no file name and no second file is
-/// ever involved, and a hostile movie can neither hold it up nor swell it.
+/// ever involved, and the meter is looked at with every read.
 class Demuxer {
   public:
+    /// A movie's index takes 24 bytes a sample, and a hostile table announces billions of samples
+    /// in a few bytes; a packet is one coded picture.
+    static std::uint64_t largestAllocation(std::uint64_t length);
+
     Demuxer(const SondexVideoSource& source, Meter& meter);
     Demuxer(const Demuxer&) = delete;
     Demuxer& operator=(const Demuxer&) = delete;
@@ -39,8 +43,6 @@ class Demuxer {
     Meter& meter;
     /// Bytes that may still be read.
     std::uint64_t readsLeft;
-    /// Bound of one allocation.
-    std::uint64_t mostAtOnce;
     const AVStream* selected = nullptr;
     Libav::Owned<AVIOContext> io;
     Libav::Owned<AVFormatContext> format;

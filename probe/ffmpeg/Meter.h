@@ -1,25 +1,29 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
-/// What may be spent: growth of the process's largest resident size, and processor time of this
-/// thread. libav bounds neither, and a hostile movie can make it spend gigabytes or hours on a few
-/// kilobytes. Nothing is allowed at first.
+/// What reading one movie may cost: growth of the process's resident memory since the meter was
+/// made, and processor time of this thread. libav bounds neither, and a hostile movie can make it
+/// spend gigabytes or hours on a few kilobytes.
 class Meter {
   public:
-    Meter() : start(now()) {}
+    Meter(std::uint64_t bytes, std::uint64_t microseconds);
+    ~Meter() { --running; }
+    Meter(const Meter&) = delete;
+    Meter& operator=(const Meter&) = delete;
 
-    void allowMore(std::uint64_t bytes, std::uint64_t seconds);
-    /// More has been spent than was allowed.
-    bool isExceeded() const;
+    void allowMore(std::uint64_t bytes) { allowedBytes += bytes; }
+    /// More has been spent than was allowed, or would be with `bytes` more memory. Stays true.
+    bool isExceeded(std::uint64_t bytes = 0);
 
   private:
-    struct Reading {
-        std::uint64_t bytes = 0;
-        std::uint64_t seconds = 0;
-    };
-    static Reading now();
+    /// Memory is the whole process's, so meters that run at the same time share what they allow.
+    static inline std::atomic<std::uint64_t> running{0};
 
-    Reading start;
-    Reading allowed;
+    std::uint64_t startBytes;
+    std::uint64_t startMicroseconds;
+    std::uint64_t allowedBytes;
+    std::uint64_t allowedMicroseconds;
+    bool exceeded = false;
 };

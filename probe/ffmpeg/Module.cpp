@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "probe/ffmpeg/PictureDecoder.h"
 
 namespace {
@@ -13,22 +15,34 @@ float nominalFrameRate(const AVStream& stream) {
     return static_cast<float>(static_cast<double>(stream.nb_frames) / duration);
 }
 
+/// An hour's movie opens in a few milliseconds, and the largest picture decodes in less than one of
+/// the seconds.
+Meter meterFor(std::uint64_t length) {
+    constexpr std::uint64_t mebibyte = 1 << 20;
+    constexpr std::uint64_t second = 1'000'000;
+    return Meter(Demuxer::largestAllocation(length) + 36 * mebibyte,
+                 second + std::min(length, 58 * mebibyte) * second / 2 / mebibyte);
+}
+
 SondexVideoOutcome describe(const SondexVideoSource* source, SondexVideoFacts* facts) {
-    av_log_set_level(AV_LOG_QUIET);
-    Meter meter;
+    Meter meter = meterFor(source->length);
     Demuxer demuxer(*source, meter);
-    if (!demuxer.open()) return sondexVideoUnreadable;
+    const bool opened = demuxer.open();
+    if (!opened && meter.isExceeded()) facts->refusal = sondexVideoTooCostly;
+    if (!opened) return sondexVideoUnreadable;
     const AVStream* video = demuxer.selectVideo();
     if (video == nullptr) return sondexVideoNoTrack;
     facts->nominalFrameRate = nominalFrameRate(*video);
+    facts->codec = avcodec_get_name(video->codecpar->codec_id);
 
     PictureDecoder decoder(*video, meter);
     const AVFrame* picture = decoder.decodeFirst(demuxer);
     if (picture != nullptr) {
         facts->width = picture->width;
         facts->height = picture->height;
+    } else {
+        facts->refusal = decoder.refusal();
     }
-    facts->tooLarge = picture == nullptr && decoder.sawTooLarge() ? 1 : 0;
     return sondexVideoDescribed;
 }
 

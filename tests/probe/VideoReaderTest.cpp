@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <filesystem>
 
 #include "probe/MovieView.h"
+#include "probe/ffmpeg/Meter.h"
 #include "tests/kit/BoxBuilder.h"
 #include "tests/kit/Files.h"
 #include "tests/kit/Program.h"
@@ -74,6 +76,11 @@ TEST(VideoReader, AgreesWithTheEncoder) {
     const std::tuple<const char*, std::vector<std::string>, double, float> cases[] = {
         {"b.mp4", {"-c:v", "libx264", "-bf", "3", "-r", "24", "-movflags", "+faststart"}, 320, 24},
         {"ten.mp4", {"-c:v", "libx264", "-vf", "scale=161:91", "-pix_fmt", "yuv444p10le"}, 161, 30},
+        // So many slices that they are decoded under the meter.
+        {"slices.mp4",
+         {"-c:v", "libx264", "-vf", "scale=3840:1920", "-frames:v", "2", "-slices", "99"},
+         3840,
+         30},
         {"hev1.mp4", {"-c:v", "libx265", "-x265-params", "log-level=0", "-r", "25"}, 320, 25},
     };
     for (const auto& [name, arguments, width, rate] : cases) {
@@ -99,16 +106,27 @@ TEST(VideoReader, GoesOnToTheFirstPictureThatDecodes) {
     EXPECT_FLOAT_EQ(blank.nominalFrameRate, 30);
 }
 
-TEST(VideoReader, RefusesHugePictures) {
+TEST(VideoReader, RefusesHugePicturesAndForeignCodecs) {
     if (!canDecode()) GTEST_SKIP() << "no movies, or built to read headers only";
-    const std::string& movie = clip("png.mov", {"-an", "-c:v", "png", "-frames:v", "2"});
-    // Claimed by the sample entry, and by the picture itself.
-    for (const std::string& bytes : {patched(movie, "stsd", 44, u16(16384) + u16(8193)),
-                                     patched(movie, "IHDR", 4, u32(16384) + u32(8193))}) {
-        const Described huge(bytes);
-        EXPECT_TRUE(huge.succeeded);
-        EXPECT_EQ(huge.width, -1);
-        EXPECT_NE(huge.errors.find("134217728 pixels"), std::string::npos) << huge.errors;
+    constexpr std::string_view startOfFrame("\xFF\xC0\0\x11", 4);
+    // The decoder takes no picture for true that is out of proportion to its bytes.
+    const std::string& movie = clip("jpeg.mov", {"-an", "-c:v", "mjpeg", "-frames:v", "1", "-q:v",
+                                                 "1", "-vf", "scale=1920:960,noise=alls=100"});
+    const std::pair<std::string, const char*> cases[] = {
+        // Claimed by the sample entry, and by the picture itself, which says its height first.
+        {patched(movie, "stsd", 44, u16(16384) + u16(8193)), "134217728 pixels"},
+        {patched(movie, startOfFrame, 5, u16(8193) + u16(16384)), "134217728 pixels"},
+        // A few bytes each, and each could have the whole picture walked over.
+        {patched(patched(movie, startOfFrame, 5, u16(8192) + u16(16384)), "\xFF\xDA", 200,
+                 "\xFF\xDA\xFF\xDA\xFF\xDA\xFF\xDA"),
+         "more time or memory"},
+        {clip("png.mov", {"-an", "-c:v", "png", "-frames:v", "2"}), "the codec png"},
+    };
+    for (const auto& [bytes, line] : cases) {
+        const Described refused(bytes);
+        EXPECT_TRUE(refused.succeeded);
+        EXPECT_EQ(refused.width, -1);
+        EXPECT_NE(refused.errors.find(line), std::string::npos) << refused.errors;
     }
 }
 
@@ -130,6 +148,64 @@ TEST(VideoReader, BoundsWhatHostileTablesCost) {
     ::getrusage(RUSAGE_SELF, &after);
     EXPECT_EQ(movie.width, -1);
     EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 256 << 10);
+}
+
+TEST(Meter, StartsFromWhatIsResidentNow) {
+    const auto take = [](std::size_t bytes) { return std::string(bytes, 'x'); };
+    constexpr std::size_t much = 256 << 20;
+    // A peak of before is nobody's allowance.
+    EXPECT_EQ(take(much).size(), much);
+    Meter meter(much / 8, 1000);
+    EXPECT_FALSE(meter.isExceeded());
+    EXPECT_TRUE(meter.isExceeded(2 * much));
+    Meter memory(much / 8, UINT64_MAX / 2);
+    const std::string taken = take(much / 2);
+    EXPECT_TRUE(memory.isExceeded());
+    Meter time(much, 1000);
+    while (!time.isExceeded()) {
+    }
+}
+
+TEST(VideoReader, LoadsNoModuleThatOthersMayChange) {
+    if (!canDecode()) GTEST_SKIP() << "no movies, or built to read headers only";
+    struct Case {
+        fs::path open;
+        unsigned mode;
+        uid_t owner;
+        bool loads;
+    };
+    // Of top/folder/sondex-video.so.
+    const Case cases[] = {
+        {"top/folder", 0755, 0, true},
+        {"top/folder", 0777, 0, false},
+        {"top/folder", 0757, 0, false},
+        {"top", 0777, 0, false},
+        // Others cannot replace what is in there.
+        {"top", 01777, 0, true},
+        {fs::path("top/folder") / moduleFile, 0646, 0, false},
+        // Whose group is not the user's.
+        {"top", 0775, 0, ::getegid() == ::geteuid()},
+        {"top/folder", 0755, 1, false},
+        {fs::path("top/folder") / moduleFile, 0644, 1, false},
+    };
+    for (const Case& here : cases) {
+        if (here.owner != 0 && ::geteuid() != 0) continue;
+        const TempFolder folder;
+        const fs::path place = folder.path() / "top/folder";
+        fs::create_directories(place);
+        fs::copy_file(programs / "Sondex", place / "Sondex");
+        fs::copy_file(programs / moduleFile, place / moduleFile);
+        folder.write("m.mp4", plainClip());
+        fs::permissions(folder.path() / here.open, fs::perms(here.mode));
+        if (here.owner != 0) {
+            ASSERT_EQ(::chown((folder.path() / here.open).c_str(), here.owner, here.owner), 0);
+        }
+        const Outcome outcome =
+            run({(place / "Sondex").string(), (folder.path() / "m.mp4").string()});
+        EXPECT_EQ(outcome.out.find("result: ") != std::string::npos, here.loads)
+            << here.open << std::oct << here.mode << outcome.err;
+        EXPECT_EQ(outcome.err.find("others may change") == std::string::npos, here.loads);
+    }
 }
 
 TEST(VideoReader, FailsAloudWithoutTheModule) {
