@@ -14,8 +14,8 @@ inline constexpr std::uint64_t mostRowsBeyondFile = 65536;
 
 /// What one parse may spend. Boxes clip to their own end and not to their parent's, so a hostile
 /// file can make the same bytes belong to any number of boxes; without a budget a file of a
-/// kilobyte takes exponential time. No camera's movie comes near it. What the numbers are for: a
-/// file of n bytes costs at most 64 MiB + 8 n of memory (docs/limits.md has the sum).
+/// kilobyte takes exponential time, and a sparse one of gigabytes as many of memory. No camera's
+/// movie comes near it. docs/limits.md has the sum.
 struct ParseBudget {
     /// Boxes that are listed in the tree.
     std::uint64_t boxes = UINT64_MAX;
@@ -26,7 +26,8 @@ struct ParseBudget {
 
     static ParseBudget forFile(std::uint64_t fileLength) {
         constexpr std::uint64_t mebibyte = 1 << 20;
-        return {fileLength / 256 + 131072, std::min(fileLength, fileLength / 4 + 8 * mebibyte),
+        return {std::min(fileLength / 256 + 131072, mebibyte),
+                std::min({fileLength, fileLength / 4 + 8 * mebibyte, 256 * mebibyte}),
                 mostRowsBeyondFile};
     }
 

@@ -11,8 +11,8 @@ namespace {
 /// Deliberate: the Exif data of a JPEG must lie in its first 64 KiB, which one read fetches.
 constexpr std::uint64_t jpegHeadBytes = 65536;
 
-/// No read gives more than this, so no buffer needs to be larger.
-constexpr std::uint64_t mostInOneRead = 0x7FFFF000;
+/// A camera's DNG takes some tens of megabytes; a sparse file of any length could take all memory.
+constexpr std::uint64_t mostDNGBytes = 512 << 20;
 
 /// The bytes of `prefix`, then those of one read from the file; empty when nothing could be read.
 ByteArray readBehind(FileIO& file, std::span<const unsigned char> prefix, std::uint64_t most) {
@@ -35,7 +35,7 @@ bool StillFacts::readJPEG(FileIO& file, ExifParser& parser) {
 
 bool StillFacts::readDNG(FileIO& file, ExifParser& parser) {
     ByteArray bytes =
-        readBehind(file, ExifParser::DNG_dummyHeader, std::min(file.length(), mostInOneRead));
+        readBehind(file, ExifParser::DNG_dummyHeader, std::min(file.length(), mostDNGBytes));
     if (bytes.empty()) return false;
     parser.attachDNG(std::move(bytes));
     parser.readZEVLA(stillRecord);

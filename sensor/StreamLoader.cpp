@@ -84,10 +84,12 @@ std::vector<const MP4::BOX*> boxesNamed(const MP4::Container& movie, const char*
 
 /// How many bytes of records may be read from the boxes of one name. A box may announce more than
 /// it holds, down to the end of the file, and many boxes may announce the same bytes; over all
-/// names the sum stays near the file's length. What boxes hold that do not overlap is read whole.
+/// names the sum stays near the file's length. What boxes hold that do not overlap is read whole,
+/// up to fifteen hours of the fastest sensor.
 std::uint64_t recordBytes(const MP4::Container& movie, std::string_view name,
                           std::uint64_t fileLength) {
     constexpr std::uint64_t always = 1 << 19;
+    constexpr std::uint64_t most = 256 << 20;
     std::uint64_t own = 0, all = 0;
     for (const char* each : {"KDTB", "KDTC", "KDTD", "KDTG"}) {
         for (const MP4::BOX* box : boxesNamed(movie, each)) {
@@ -98,7 +100,7 @@ std::uint64_t recordBytes(const MP4::Container& movie, std::string_view name,
         }
     }
     const std::uint64_t shared = (all <= fileLength ? fileLength - all : fileLength) / 4;
-    return std::min(fileLength, always + shared + (all <= fileLength ? own : 0));
+    return std::min({fileLength, most, always + shared + (all <= fileLength ? own : 0)});
 }
 
 /// Appends the records that the file holds at its position, then zero records for those it does
