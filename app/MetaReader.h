@@ -13,7 +13,7 @@ class MetaReader : public TreeFacts, public MovieSensors, public StillFacts {
   public:
     /// The program behind `main`: handles the one file that the words name, or, without words
     /// after the program's name, one job a line of standard input. Returns 0, or 1 when the usage
-    /// banner was shown.
+    /// banner was shown or answers to jobs could not be written.
     static int process(int count, const wchar_t* const* words);
     /// Prints the usage banner.
     static void usage();

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <numeric>
 
 #include "builder/Refusal.h"
+#include "support/TextFormat.h"
 
 namespace {
 
@@ -14,15 +14,11 @@ std::string number(std::size_t value) {
 }
 
 std::string seconds(double value) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.3f s", value);
-    return text;
+    return WEKU::formatText("%.3f s", value);
 }
 
 std::string rate(const VideoSamples& movie) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.3f", 1 / movie.frameSeconds());
-    return text;
+    return WEKU::formatText("%.3f", 1 / movie.frameSeconds());
 }
 
 /// The sample that is shown nearest to the second.

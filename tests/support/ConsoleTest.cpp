@@ -1,8 +1,12 @@
 #include "support/Console.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <array>
+#include <barrier>
+#include <cstdlib>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -65,19 +69,29 @@ TEST(Console, EveryThreadPrintsIntoItsOwnSink) {
     EXPECT_NE(expected[0].out.find("result: {"), std::string::npos);
     EXPECT_EQ(expected[4].lines, (folder.path() / "missing.mp4|").string());
 
+    constexpr std::size_t most = 8;
+    std::array<Kept, most> printed;
+    std::barrier allRedirected(most);
     const std::string stray = kit::captureOutput([&] {
         std::vector<std::jthread> threads;
-        for (std::size_t first = 0; first < 8; ++first) {
+        for (std::size_t first = 0; first < most; ++first) {
             threads.emplace_back([&, first] {
-                for (std::size_t i = first; i < first + 4 * paths.size(); ++i) {
-                    const std::size_t at = i % paths.size();
-                    const Kept printed = kept([&] { report(paths[at]); });
-                    EXPECT_EQ(printed.out, expected[at].out);
-                    EXPECT_EQ(printed.lines, expected[at].lines);
-                }
+                const Console::Redirect here(printed[first]);
+                allRedirected.arrive_and_wait();
+                for (std::size_t i = 0; i < 4 * paths.size(); ++i)
+                    report(paths[(first + i) % paths.size()]);
             });
         }
     });
+    for (std::size_t first = 0; first < most; ++first) {
+        Kept all;
+        for (std::size_t i = 0; i < 4 * paths.size(); ++i) {
+            all.out += expected[(first + i) % paths.size()].out;
+            all.lines += expected[(first + i) % paths.size()].lines;
+        }
+        EXPECT_EQ(printed[first].out, all.out);
+        EXPECT_EQ(printed[first].lines, all.lines);
+    }
     EXPECT_EQ(stray, "");
 }
 
@@ -97,4 +111,15 @@ TEST(Console, RedirectsNestAndEndWithTheirScope) {
     EXPECT_EQ(outer.out, "1");
     EXPECT_EQ(outer.lines, "3|");
     EXPECT_EQ(kit::captureOutput([] { Console::out(L"%ls", L"free"); }), "free");
+}
+
+TEST(Console, NothingFollowsWhatWasLost) {
+    const auto lose = [] {
+        ::dup2(::open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+        Console::out(L"lost");
+        ::dup2(kit::memoryFile(), STDOUT_FILENO);
+        Console::out(L"glued");
+        std::_Exit(Console::isAbandoned() && ::lseek(STDOUT_FILENO, 0, SEEK_END) == 0 ? 0 : 1);
+    };
+    EXPECT_EXIT(lose(), testing::ExitedWithCode(0), "^Sondex: standard output: No space .*lost\n$");
 }
