@@ -129,7 +129,7 @@ export class Motion {
                     { ...axis, label: unit, labelSize: 18, size: 46 },
                 ],
                 series: [{ label: timed ? "s" : "sample", value: (_, value) => rounded(value, 3) }, ...series],
-                cursor: { sync: { key: timed ? this.#key : "" }, drag: { x: true, y: false } },
+                cursor: { y: false, sync: { key: timed ? this.#key : "" }, drag: { x: true, y: false } },
                 hooks: { setCursor: [(plot) => timed && this.#follow(plot)] },
             },
             [x, ...shown.map((name) => table.columns[name])],
