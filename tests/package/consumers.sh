@@ -24,6 +24,13 @@ check_report() {
     grep -q '^H.264 detected' "$work/lines" || fail "$1: no progress lines"
 }
 
+check_facts() {
+    local printed
+    printed=$("$1" "$work/camera.mp4" 2>&1) || fail "$1: $printed"
+    [[ $printed == $'duration: 1.00 s\nmodel: KESTO ZELVA Q7\nheading: 90 degrees\ngyro: '[1-9]*' samples' ]] ||
+        fail "$1 printed: $printed"
+}
+
 configure() {
     local folder=$1 target=$2
     shift 2
@@ -37,7 +44,7 @@ configure() {
 }
 
 compile() {
-    cmake --build "$1" -j2 --target report >"$work/log" 2>&1 || fail "$(cat "$work/log")"
+    cmake --build "$1" -j2 --target "${@:2}" >"$work/log" 2>&1 || fail "$(cat "$work/log")"
 }
 
 # Installed and moved.
@@ -48,8 +55,50 @@ mv "$work/first" "$work/moved"
 version=$(sed -n 's/^Version: //p' "$work/moved/lib/pkgconfig/sondex.pc")
 grep -q "\"Sondex $version\"" "$work/moved/share/man/man1/Sondex.1" || fail "versions differ"
 
+# The front door, for a consumer who has a folder support/ of their own.
+mkdir -p "$work/facts/support"
+echo 'constexpr int ours = 1;' >"$work/facts/support/FileIO.h"
+{
+    printf '#include "support/FileIO.h"\nstatic_assert(ours == 1);\n'
+    cat "$source/examples/facts/Facts.cpp"
+} >"$work/facts/Facts.cpp"
+{
+    cat "$source/examples/facts/CMakeLists.txt"
+    echo 'target_include_directories(facts PRIVATE .)'
+} >"$work/facts/CMakeLists.txt"
+configure "$work/facts" "$work/facts/build" -DCMAKE_PREFIX_PATH="$work/moved"
+compile "$work/facts/build" facts
+cmake --install "$work/facts/build" --prefix "$work/moved" >"$work/log"
+check_facts "$work/moved/bin/facts"
+words=$(PKG_CONFIG_PATH=$work/moved/lib/pkgconfig pkg-config --cflags --libs sondex)
+# shellcheck disable=SC2086  # the words are words
+"$compiler" -std=c++20 -I"$work/facts" "$work/facts/Facts.cpp" $words -o "$work/moved/bin/by-pkg-config"
+check_facts "$work/moved/bin/by-pkg-config"
+for header in "$work"/moved/include/sondex/*.h; do
+    ! grep -E '^#include "' "$header" | grep -v '"sondex/' || fail "$header is not on its own"
+done
+
+# The parts: each header finds what it needs, whatever comes before it; the templates link.
+headers=$(cd "$work/moved/include" && find sondex-parts -name '*.h' | sort)
+{
+    for header in $headers $(tac <<<"$headers"); do echo "#include <$header>"; done
+    cat <<'TEXT'
+int main() {
+    std::vector<double> in(9, 1.0), out;
+    lpfForAcc(in, out), lpfForTsunagi(in, out), lpfForTsunagi30(in, out);
+    std::vector<SensorRecords::Gyro> gyro;
+    std::uint16_t rate = 0;
+    AccelSensorStreamEmbed::loadM29_KDTx<SensorRecords::Gyro>({}, "KDTB", gyro, rate, {});
+    return out.size() == 9 && gyro.empty() ? 0 : 1;
+}
+TEXT
+} >"$work/parts.cpp"
+# shellcheck disable=SC2086
+"$compiler" -std=c++20 "$work/parts.cpp" $words -o "$work/parts" && "$work/parts" || fail "parts"
+! grep -E 'SplicePlan|LargePages|VideoModule|FilterKernels' <<<"$headers" || fail "too much is installed"
+
 configure "$source/examples/report" "$work/installed" -DCMAKE_PREFIX_PATH="$work/moved"
-compile "$work/installed"
+compile "$work/installed" report
 cmake --install "$work/installed" --prefix "$work/moved" >"$work/log"
 check_report "$work/moved/bin/report"
 mkdir "$work/newer"
@@ -60,15 +109,11 @@ if cmake -S "$work/newer" -B "$work/newer/build" -DCMAKE_PREFIX_PATH="$work/move
 fi
 grep -q 'version: 0' "$work/log" || fail "refused for another reason: $(cat "$work/log")"
 
-words=$(PKG_CONFIG_PATH=$work/moved/lib/pkgconfig pkg-config --cflags --libs sondex)
-# shellcheck disable=SC2086  # the words are words
-"$compiler" -std=c++20 "$source/examples/report/Report.cpp" $words -o "$work/moved/bin/by-pkg-config"
-check_report "$work/moved/bin/by-pkg-config"
-
 # A part of another build, as a shared library.
 configure "$source/examples/embed" "$work/embedded" -DBUILD_SHARED_LIBS=ON \
     -DSONDEX_SOURCE="$source"
-compile "$work/embedded"
+compile "$work/embedded" report facts
+check_facts "$work/embedded/facts"
 check_report "$work/embedded/report"
 soname=$(objdump -p "$work/embedded/sondex/libsondex.so" | sed -n 's/ *SONAME *//p')
 [[ $soname == libsondex.so.[0-9]* ]] || fail "soname: $soname"
