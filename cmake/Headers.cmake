@@ -3,7 +3,7 @@
 set(staged ${PROJECT_BINARY_DIR}/include)
 
 set(parts
-    support/ByteArray.h support/Console.h support/FileIO.h support/Geometry.h support/WideText.h
+    support/ByteArray.h support/Console.h support/Endian.h support/FileIO.h support/Geometry.h support/WideText.h
     h264/AvcRecord.h h264/BitStream.h h264/GolombBitStream.h h264/SequenceParameterSet.h
     exif/CameraRecord.h exif/ExifParser.h
     mp4/AVCC.h mp4/Container.h mp4/GPSInfo.h mp4/HeaderBoxes.h mp4/SampleTableBoxes.h

@@ -1,6 +1,6 @@
-#include "mp4/Container.h"
-#include "support/Endian.h"
-#include "support/WideText.h"
+#include <sondex-parts/mp4/Container.h>
+#include <sondex-parts/support/Endian.h>
+#include <sondex-parts/support/WideText.h>
 
 /// addLocation MOVIE POSITION: puts a location box with the ISO 6709 text into the user data.
 int main(int count, char** words) {

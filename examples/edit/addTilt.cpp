@@ -1,8 +1,8 @@
 #include <memory>
 
-#include "builder/AxisTiltStream.h"
-#include "mp4/Container.h"
-#include "support/WideText.h"
+#include <sondex-parts/builder/AxisTiltStream.h>
+#include <sondex-parts/mp4/Container.h>
+#include <sondex-parts/support/WideText.h>
 
 /// addTilt MOVIE: appends a tilt stream of two samples.
 int main(int count, char** words) {

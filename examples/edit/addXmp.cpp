@@ -1,6 +1,6 @@
-#include "mp4/Container.h"
-#include "mp4/GPSInfo.h"
-#include "support/WideText.h"
+#include <sondex-parts/mp4/Container.h>
+#include <sondex-parts/mp4/GPSInfo.h>
+#include <sondex-parts/support/WideText.h>
 
 /// addXmp MOVIE POSITION: appends an XMP packet with the position, which is ISO 6709 text such as
 /// +35.6895+139.6917/.

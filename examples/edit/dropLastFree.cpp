@@ -1,5 +1,5 @@
-#include "mp4/Container.h"
-#include "support/WideText.h"
+#include <sondex-parts/mp4/Container.h>
+#include <sondex-parts/support/WideText.h>
 
 /// dropLastFree MOVIE: writes the movie again without the free box at its end.
 int main(int count, char** words) {

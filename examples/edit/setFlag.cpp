@@ -1,6 +1,6 @@
-#include "mp4/AVCC.h"
-#include "mp4/Container.h"
-#include "support/WideText.h"
+#include <sondex-parts/mp4/AVCC.h>
+#include <sondex-parts/mp4/Container.h>
+#include <sondex-parts/support/WideText.h>
 
 /// setFlag MOVIE: sets constraint_set1_flag in the movie's H.264 baseline parameter sets.
 int main(int count, char** words) {

@@ -1,8 +1,8 @@
 #include <cstdlib>
 
-#include "exif/ExifParser.h"
-#include "mp4/Container.h"
-#include "support/WideText.h"
+#include <sondex-parts/exif/ExifParser.h>
+#include <sondex-parts/mp4/Container.h>
+#include <sondex-parts/support/WideText.h>
 
 /// setStabilization MOVIE MODE: changes the stabilisation setting in the movie's maker note.
 int main(int count, char** words) {

@@ -1,7 +1,7 @@
 #include <ctime>
 
-#include "mp4/Container.h"
-#include "support/WideText.h"
+#include <sondex-parts/mp4/Container.h>
+#include <sondex-parts/support/WideText.h>
 
 /// setTime MOVIE: gives the movie, its tracks and their media the present as their creation time.
 int main(int count, char** words) {

@@ -1,5 +1,5 @@
-#include "mp4/Container.h"
-#include "support/WideText.h"
+#include <sondex-parts/mp4/Container.h>
+#include <sondex-parts/support/WideText.h>
 
 /// startFast MOVIE: moves the movie box ahead of the media data, so that a player can begin before
 /// it has the whole file.

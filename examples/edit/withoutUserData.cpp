@@ -1,5 +1,5 @@
-#include "mp4/Container.h"
-#include "support/WideText.h"
+#include <sondex-parts/mp4/Container.h>
+#include <sondex-parts/support/WideText.h>
 
 /// withoutUserData MOVIE TARGET: writes the movie without its user data to another file.
 int main(int count, char** words) {
