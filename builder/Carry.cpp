@@ -39,10 +39,8 @@ std::vector<VideoSamples> open(const std::vector<std::unique_ptr<MP4::Container>
 
 const MP4::UUID* uuidOf(const MP4::Container& movie, const MP4::UserType& type) {
     const MP4::UUID* found = nullptr;
-    movie.find("uuid", [&](MP4::BOX& box) {
-        if (found == nullptr && static_cast<MP4::UUID&>(box).is(type)) {
-            found = &static_cast<MP4::UUID&>(box);
-        }
+    movie.findEach<MP4::UUID>("uuid", [&](const MP4::UUID& uuid) {
+        if (found == nullptr && uuid.is(type)) found = &uuid;
         return found == nullptr;
     });
     return found;

@@ -68,7 +68,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::uint16_t bound = input.take16();
     const std::wstring& path = fuzz::memoryFile(input.rest());
     MP4::Container movie;
-    movie.attach(path, bound == 0 ? MP4::Container::wholeFile : bound);
+    if (!movie.attach(path, bound == 0 ? MP4::Container::wholeFile : bound)) return 0;
 
     Totals totals;
     countBoxes(*movie.root, totals);

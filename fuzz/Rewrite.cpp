@@ -27,7 +27,7 @@ struct Movie {
     explicit Movie(const std::wstring& path) : path(path) { read(); }
 
     void read() {
-        tree.attach(path, Container::wholeFile);
+        fuzz::require(tree.attach(path, Container::wholeFile), "the file opens");
         bytes = kit::readFile(path);
         boxes.clear();
         collect(*tree.root, boxes);

@@ -9,7 +9,7 @@ using Sensors = AccelSensorStreamEmbed;
 
 void readMovie(const std::wstring& path, std::uint8_t choice, std::uint64_t length) {
     MP4::Container movie;
-    movie.attach(path, MP4::Container::wholeFile);
+    if (!movie.attach(path, MP4::Container::wholeFile)) return;
     std::vector<Sensors::Gyro> gyro;
     std::vector<Sensors::Ecompass> compass;
     std::vector<Sensors::TopBottomCorrection> accel;

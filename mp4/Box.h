@@ -104,7 +104,16 @@ class NestedBox : public BOX {
     /// Runs `action` once if no box matches `path`.
     void if_not_found(const char* path, const std::function<void()>& action) const;
 
-    /// The first match in the whole tree below, or null. `T` is the class that the path leads to.
+    /// The same for the matches that are of the class, as what they are.
+    template <class T, class Visit>
+    void findEach(const char* path, Visit&& visit) const {
+        find(path, [&visit](BOX& box) {
+            T* const found = dynamic_cast<T*>(&box);
+            return found == nullptr || visit(*found);
+        });
+    }
+
+    /// The first match in the whole tree below, or null; null as well when it is not of the class.
     template <class T = BOX>
     T* first(const char* path) const {
         BOX* found = nullptr;
@@ -112,7 +121,7 @@ class NestedBox : public BOX {
             if (found == nullptr) found = &box;
             return false;
         });
-        return static_cast<T*>(found);
+        return dynamic_cast<T*>(found);
     }
 
     std::vector<std::unique_ptr<BOX>> children;

@@ -33,10 +33,9 @@ void Container::parse(BinFile& file, std::uint64_t end) {
 
     mdat = first("mdat");
     moov = first("moov");
-    find(path::track, [this](BOX& track) {
-        auto& trak = static_cast<TRAK&>(track);
-        trak.find("tkhd", [&](BOX& header) {
-            if (static_cast<TKHD&>(header).width >= 1) videoTrack = &trak;
+    findEach<TRAK>(path::track, [this](TRAK& trak) {
+        trak.findEach<TKHD>("tkhd", [&](const TKHD& header) {
+            if (header.width >= 1) videoTrack = &trak;
             return true;
         });
         return true;

@@ -20,7 +20,7 @@ class Container {
     static constexpr std::uint64_t wholeFile = UINT64_MAX;
 
     /// Opens `path` and parses its boxes up to the offset `end`; false when it does not open.
-    bool attach(const std::wstring& path, std::uint64_t end);
+    [[nodiscard]] bool attach(const std::wstring& path, std::uint64_t end);
     /// Why the last attach failed, as the system's error number; 0 when it did not.
     int attachError() const { return openError; }
     /// False for what stands for a folder, a device or the like.
@@ -34,6 +34,10 @@ class Container {
 
     /// As NestedBox::find, from the root; nothing is found before the first parse.
     void find(const char* path, const NestedBox::Visitor& visit) const;
+    template <class T, class Visit>
+    void findEach(const char* path, Visit&& visit) const {
+        if (root) root->findEach<T>(path, visit);
+    }
     /// The first match in the whole movie, or null.
     template <class T = BOX>
     T* first(const char* path) const {
@@ -46,7 +50,7 @@ class Container {
     /// when there is no file. What is written through `open_a` is no foreign change to a later
     /// edit; who changes sizes or places of boxes with it attaches the file again first.
     bool open(const WEKU::FileIO::Callback& callback) const;
-    bool open_a(const WEKU::FileIO::Callback& callback);
+    [[nodiscard]] bool open_a(const WEKU::FileIO::Callback& callback);
 
     /// The bytes behind an 8-byte header, as many as `size` announces and the file holds; empty
     /// for a box below 9 bytes.
@@ -63,7 +67,7 @@ class Container {
     /// Edits the file in place and parses it again. Nothing is rolled back: an edit that can fail
     /// looks before it writes. `name` is used in the failure message. The callback of an edit can
     /// make no other edit of the same container.
-    bool modifyContainer(const wchar_t* name, const Edit& edit);
+    [[nodiscard]] bool modifyContainer(const wchar_t* name, const Edit& edit);
 
     /// Rewrites the file: `copy` writes a new file in its folder, `fixFront` runs on that file
     /// parsed up to the insertion (its enclosing boxes still show their old sizes), `fixAll` on
@@ -71,12 +75,12 @@ class Container {
     /// does the copy replace the source, in one step; on any failure the source is as it was and
     /// the copy is gone.
     /// The container parses its file again in every case, and boxes kept from before are invalid.
-    bool modifyContainer(const wchar_t* name, const Copy& copy, const Fix& fixFront,
-                         const Fix& fixAll);
+    [[nodiscard]] bool modifyContainer(const wchar_t* name, const Copy& copy, const Fix& fixFront,
+                                       const Fix& fixAll);
 
     /// Rewrites with the bytes of `write` right behind `anchor`, or in its place.
-    bool insertBox(const wchar_t* name, const BOX& anchor, bool replace, const Edit& write,
-                   const Fix& fixFront, const Fix& fixAll);
+    [[nodiscard]] bool insertBox(const wchar_t* name, const BOX& anchor, bool replace,
+                                 const Edit& write, const Fix& fixFront, const Fix& fixAll);
     /// The front fix of an insertion at `anchor`: gives every box around it `delta` more bytes.
     static Fix growEnclosing(const BOX& anchor, std::int64_t delta);
     /// The fix of the whole: shifts each chunk offset that points behind `anchor` by `delta`;
@@ -89,32 +93,33 @@ class Container {
 
     /// Adds `delta` to the sizes of `box` and all its ancestors. Deliberate: the walk includes the
     /// root, whose "header" is that of the file's first box; growEnclosing leaves the root out.
-    bool modifyBoxSize(BinFile& file, const BOX& box, std::int64_t delta) const;
+    [[nodiscard]] bool modifyBoxSize(BinFile& file, const BOX& box, std::int64_t delta) const;
     /// Add `delta` to every chunk offset of the movie's tracks, or of the spatial-audio track in
     /// the spatial-data box, wrapping at the offset's width; false when there is no table.
-    bool modifySTCOIndex(BinFile& file, std::int64_t delta) const;
-    bool modifySpatialTrakSTCOIndex(BinFile& file, std::int64_t delta) const;
-    bool modifySTCOIndexImpl(const std::string& prefix, BinFile& file, std::int64_t delta) const;
+    [[nodiscard]] bool modifySTCOIndex(BinFile& file, std::int64_t delta) const;
+    [[nodiscard]] bool modifySpatialTrakSTCOIndex(BinFile& file, std::int64_t delta) const;
+    [[nodiscard]] bool modifySTCOIndexImpl(const std::string& prefix, BinFile& file,
+                                           std::int64_t delta) const;
 
     /// Moves the movie box ahead of the media data; false, with the file untouched, when it is
     /// there already. Deliberate: serves the layout ftyp, mdat, moov alone; with others media data
     /// is lost, so ask `servesMoovFirst` first.
-    bool moovFirst();
+    [[nodiscard]] bool moovFirst();
     /// True when moovFirst loses nothing: one mdat directly ahead of one moov, every byte of the
     /// file inside a box, every chunk offset inside the mdat, and no other absolute offsets.
-    bool servesMoovFirst() const;
+    [[nodiscard]] bool servesMoovFirst() const;
     /// False when any top-level box is a moov, and for a file without boxes.
     bool isMdatFirst() const;
 
     /// Sets the creation times of movie, tracks and media, in seconds since 1904-01-01 UTC, in
     /// place. Writes nothing when one of them cannot be set. The tree is not parsed again.
-    bool updateTimeStamp(std::uint64_t time);
+    [[nodiscard]] bool updateTimeStamp(std::uint64_t time);
 
     /// Append a top-level uuid box with the payload unless the movie has one of the kind, which is
     /// said on the console and true. Refused when a reader would not find the box; after a failure
     /// the file has its old length.
-    bool appendXMP(const std::string& xmp);
-    bool appendAxis(const std::string& axis);
+    [[nodiscard]] bool appendXMP(const std::string& xmp);
+    [[nodiscard]] bool appendAxis(const std::string& axis);
 
     /// Put the position into the user data, as ISO 6709 text and as the location information box of
     /// 3GPP TS 26.244, in place of those that are there. False when the position lacks latitude or
@@ -135,7 +140,7 @@ class Container {
     /// else with bytes of a free box of the user data or of the movie box, else by growing the
     /// movie box. No box with content is shortened. False, with the file as it was, when a record
     /// cannot be read or the bytes that move are referred to in ways that cannot be kept right.
-    bool appendFullRangeAndConstrainedSet1Flag(bool fullRange);
+    [[nodiscard]] bool appendFullRangeAndConstrainedSet1Flag(bool fullRange);
 
     /// When not empty, receives the result of the next edit, of whatever kind, and the source stays
     /// as it is; cleared when that succeeded, and the container then stands for this file. May not
@@ -166,6 +171,8 @@ class Container {
     /// Keeps other editors of `opened` out; false, with the reason, when one is at work or the
     /// tree does not describe the file as it is.
     bool mayEdit(WEKU::FileIO& opened) const;
+    /// Parses the file anew after an edit; where it went away, the tree stays as it was.
+    void attachAgain() { (void)attach(std::wstring(path), wholeFile); }
     /// Parses the file anew if it was changed through `open_a`.
     void readAgainIfTouched();
     bool editInPlace(const Edit& edit);

@@ -78,7 +78,7 @@ bool Container::append(const UUID& box, const wchar_t* existedMessage) {
         }
         return false;
     });
-    if (done) attach(std::wstring(path), wholeFile);
+    if (done) attachAgain();
     return done;
 }
 

@@ -87,7 +87,7 @@ bool Container::mayEdit(FileIO& opened) const {
 }
 
 void Container::readAgainIfTouched() {
-    if (touched && underEdit == nullptr) attach(std::wstring(path), wholeFile);
+    if (touched && underEdit == nullptr) attachAgain();
 }
 
 bool Container::editInPlace(const Edit& edit) {
@@ -95,11 +95,11 @@ bool Container::editInPlace(const Edit& edit) {
     if (!outputPath.empty()) {
         const auto editCopy = [&](Container&, BinFile& file) { return edit(file); };
         if (!rewrite(copyAll, fixNothing, editCopy)) return false;
-        attach(std::wstring(path), wholeFile);
+        attachAgain();
         return true;
     }
     bool done = false;
-    FileIO::open_a(path, [&](FileIO& opened) {
+    const bool isThere = FileIO::open_a(path, [&](FileIO& opened) {
         if (!mayEdit(opened)) return;
         BinFile file(opened);
         const EditScope scope(*this, opened);
@@ -110,7 +110,7 @@ bool Container::editInPlace(const Edit& edit) {
         }
         stamp = after;
     });
-    return done;
+    return isThere && done;
 }
 
 bool Container::modifyContainer(const wchar_t* name, const Edit& edit) {
@@ -120,7 +120,7 @@ bool Container::modifyContainer(const wchar_t* name, const Edit& edit) {
     }
     const bool done = editInPlace([&](BinFile& file) { return edit(file) && file.sync(); });
     if (!done) out(L"Container::modifyContainer::%ls(%ls) failed.\n", name, path.c_str());
-    if (underEdit == nullptr) attach(std::wstring(path), wholeFile);
+    if (underEdit == nullptr) attachAgain();
     return done;
 }
 
@@ -133,7 +133,7 @@ bool Container::modifyContainer(const wchar_t* name, const Copy& copy, const Fix
         out(L"Container::modifyContainer::%ls(%ls to %ls) failed.\n", name, source.c_str(),
             stated.c_str());
     }
-    if (underEdit == nullptr) attach(std::wstring(path), wholeFile);
+    if (underEdit == nullptr) attachAgain();
     return done;
 }
 

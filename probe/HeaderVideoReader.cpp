@@ -46,8 +46,7 @@ float frameRate(const MP4::STTS& times, const MP4::MDHD& media) {
 bool VideoReader::describeHeaders(const MP4::Container& movie, const WEKU::FileIO& file,
                                   VideoFacts& facts) {
     const MP4::TRAK* video = nullptr;
-    movie.find(MP4::path::track, [&](MP4::BOX& box) {
-        const auto& track = static_cast<MP4::TRAK&>(box);
+    movie.findEach<MP4::TRAK>(MP4::path::track, [&](const MP4::TRAK& track) {
         if (video == nullptr && isVideo(track, file)) video = &track;
         return video == nullptr;
     });

@@ -19,8 +19,7 @@ constexpr std::uint64_t headerBytes = 8;
 void readTaggedText(const MP4::Container& movie, const char* path, const MP4::UserType& type,
                     std::string_view tag, std::string& text, std::string& value) {
     bool done = false;
-    movie.find(path, [&](MP4::BOX& box) {
-        const auto& uuid = static_cast<MP4::UUID&>(box);
+    movie.findEach<MP4::UUID>(path, [&](const MP4::UUID& uuid) {
         if (done || !uuid.is(type)) return !done;
         done = true;
         text = uuid.payload;
@@ -141,8 +140,7 @@ void Sondex::detect_movie(const MP4::Container& movie, Picture picture) {
 
 void Sondex::detectBitRate(const MP4::Container& movie) {
     if (const auto* header = movie.first<MP4::MVHD>("moov.mvhd")) duration = header->duration;
-    movie.find(MP4::path::track, [this](MP4::BOX& box) {
-        const auto& track = static_cast<MP4::TRAK&>(box);
+    movie.findEach<MP4::TRAK>(MP4::path::track, [this](const MP4::TRAK& track) {
         const auto* header = track.first<MP4::TKHD>("tkhd");
         const auto* sizes = track.first<MP4::STSZ>("mdia.minf.stbl.stsz");
         if (sizes == nullptr) return true;

@@ -24,8 +24,7 @@ void TreeFacts::read(const MP4::Container& movie) {
         gps = movie.payload(*position, longestPosition);
     }
 
-    movie.find("moov.trak.tkhd", [this](MP4::BOX& box) {
-        const auto& header = static_cast<MP4::TKHD&>(box);
+    movie.findEach<MP4::TKHD>("moov.trak.tkhd", [this](const MP4::TKHD& header) {
         if (frameWidth == 0 && header.width != 0 && header.height != 0) {
             frameWidth = header.width;
             frameHeight = header.height;
@@ -33,8 +32,7 @@ void TreeFacts::read(const MP4::Container& movie) {
         return true;
     });
 
-    movie.find("uuid", [this](MP4::BOX& box) {
-        const auto& uuid = static_cast<MP4::UUID&>(box);
+    movie.findEach<MP4::UUID>("uuid", [this](const MP4::UUID& uuid) {
         if (!uuid.is(MP4::spatialDataType)) return true;
         hasSpatialSound = uuid.first("KATR.tkhd") != nullptr;
         return false;

@@ -106,7 +106,7 @@ std::uint64_t FileIO::copyTo(FileIO& destination, std::uint64_t count) {
     std::vector<unsigned char> buffer(written < count ? chunk : 0);
     for (std::uint64_t left = count - written; left > 0;) {
         const std::uint64_t n = std::min(chunk, left);
-        read(buffer.data(), n);
+        (void)read(buffer.data(), n);
         written += destination.write(buffer.data(), n);
         left -= n;
     }

@@ -43,6 +43,8 @@ class FileIO {
     /// Opening for reading never blocks, whatever the name stands for. A failure prints
     /// "open(%ls, '%c') failed.".
     FileIO(const std::wstring& path, wchar_t mode);
+    /// The path would be gone before the handle is.
+    FileIO(std::wstring&& path, wchar_t mode) = delete;
     virtual ~FileIO();
     FileIO(const FileIO&) = delete;
     FileIO& operator=(const FileIO&) = delete;
@@ -50,12 +52,12 @@ class FileIO {
     /// Scoped opens: hand the open file to the callback, close it, return true; false when the
     /// file does not open (the callback is then not run).
     static bool open(const std::wstring& path, const Callback& callback);
-    static bool open_w(const std::wstring& path, const Callback& callback);
-    static bool open_a(const std::wstring& path, const Callback& callback);
+    [[nodiscard]] static bool open_w(const std::wstring& path, const Callback& callback);
+    [[nodiscard]] static bool open_a(const std::wstring& path, const Callback& callback);
 
     /// True when the file opens for reading; otherwise the open failure has been printed.
     static bool exist(const std::wstring& path);
-    static bool rename(const std::wstring& from, const std::wstring& to);
+    [[nodiscard]] static bool rename(const std::wstring& from, const std::wstring& to);
     static bool unlink(const std::wstring& path);
     /// The file that `path` leads to when it is a symbolic link; otherwise, and where it leads
     /// nowhere, `path` itself.
@@ -83,16 +85,16 @@ class FileIO {
 
     /// One system read or write at the position, which advances by the result. Returns the number
     /// of bytes, which may be short, or `failed`.
-    std::uint64_t read(unsigned char* bytes, std::uint64_t count);
-    std::uint64_t write(const unsigned char* bytes, std::uint64_t count);
+    [[nodiscard]] std::uint64_t read(unsigned char* bytes, std::uint64_t count);
+    [[nodiscard]] std::uint64_t write(const unsigned char* bytes, std::uint64_t count);
 
     /// Reads at `offset`, repeating short reads, without moving the position. Returns the bytes
     /// that could be read before the end of the file or a failure.
     std::uint64_t readAt(std::uint64_t offset, unsigned char* bytes, std::uint64_t count) const;
 
     /// Moves the position; a refusal prints "seek_set(%lld) failed - %ls(%d)" (or seek_cur).
-    bool seek_set(std::uint64_t offset);
-    bool seek_cur(std::int64_t distance);
+    [[nodiscard]] bool seek_set(std::uint64_t offset);
+    [[nodiscard]] bool seek_cur(std::int64_t distance);
 
     /// Copies `count` bytes from here to the destination in chunks of 65536. What a short read
     /// leaves in the chunk is written all the same; returns the sum of the write results.
@@ -100,22 +102,22 @@ class FileIO {
 
     /// Copies `count` bytes as copyTo does, but stops at the first short read or write; true when
     /// all were copied. Holes of the source stay holes where the system tells them.
-    bool copyAll(FileIO& destination, std::uint64_t count);
+    [[nodiscard]] bool copyAll(FileIO& destination, std::uint64_t count);
     /// For a file that its copy will replace: what is copied from here leaves the system's cache
     /// at once, which makes room for the copy and spares doing it all when the file goes.
     void expectNoReuse();
 
     FileStamp stamp() const;
     /// Flushes the contents to the disk.
-    bool sync();
+    [[nodiscard]] bool sync();
     /// Cuts (or fills with zeros) the file to `length` bytes.
-    bool truncate(std::uint64_t length);
+    [[nodiscard]] bool truncate(std::uint64_t length);
     /// Keeps other editors of the same kind out until the file is closed; false when one is at
     /// work. True as well on file systems without locks.
-    bool lock();
+    [[nodiscard]] bool lock();
 
     /// As write, but repeats short writes; true when all the bytes arrived.
-    bool writeAll(const unsigned char* bytes, std::uint64_t count);
+    [[nodiscard]] bool writeAll(const unsigned char* bytes, std::uint64_t count);
 
     /// True once a copy from here, or a field of the file, got less than it asked for, or a write
     /// here fell short.

@@ -102,15 +102,15 @@ BENCHMARK(yawOfEveryFrame)->Unit(benchmark::kMillisecond);
 
 /// What the dump replaced: a stream and a write a sample.
 void dumpByStreams(std::span<const Sensors::Gyro> gyro, const std::wstring& path) {
-    WEKU::FileIO::open_w(path, [&](WEKU::FileIO& file) {
-        file.write(reinterpret_cast<const unsigned char*>("["), 1);
+    (void)WEKU::FileIO::open_w(path, [&](WEKU::FileIO& file) {
+        (void)file.write(reinterpret_cast<const unsigned char*>("["), 1);
         for (const auto& sample : gyro) {
             std::ostringstream line;
             line << "{\"x\":" << sample.x << ",\"y\":" << sample.y << ",\"z\":" << sample.z
                  << ",\"timestamp\":" << sample.timestamp << "}"
                  << (&sample == &gyro.back() ? "]\n" : ",\n");
             const std::string text = line.str();
-            file.write(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+            (void)file.write(reinterpret_cast<const unsigned char*>(text.data()), text.size());
         }
     });
 }
@@ -144,7 +144,7 @@ void parseSampleTable(benchmark::State& state) {
         folder.write("m", kit::box("moov", kit::trackOf(kit::tkhd(2, 1), "", table)));
     while (state.KeepRunning()) {
         MP4::Container movie;
-        movie.attach(path, MP4::Container::wholeFile);
+        (void)movie.attach(path, MP4::Container::wholeFile);
     }
     count(state, rows);
 }
@@ -158,7 +158,7 @@ void parseBoxes(benchmark::State& state) {
     const std::wstring path = folder.write("m", kit::box("moov", boxes));
     while (state.KeepRunning()) {
         MP4::Container movie;
-        movie.attach(path, MP4::Container::wholeFile);
+        (void)movie.attach(path, MP4::Container::wholeFile);
     }
     count(state, 10'000);
 }

@@ -20,9 +20,9 @@ namespace {
 struct Unflagged {
     explicit Unflagged(std::size_t surplus = 0) {
         MP4::Container movie;
-        movie.attach(path, MP4::Container::wholeFile);
+        EXPECT_TRUE(movie.attach(path, MP4::Container::wholeFile));
         unsetBaselineFlag(movie, false);
-        movie.appendXMP(std::string(surplus, 'x'));
+        EXPECT_TRUE(movie.appendXMP(std::string(surplus, 'x')));
         before = readFile(path);
     }
     /// The shell runs `words` with the program and the movie as $0 and $1.

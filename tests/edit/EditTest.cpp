@@ -86,7 +86,7 @@ TEST(Examples, EachEditsAMovieAndStandsOnThePage) {
         const std::wstring file = folder.write(
             "m.mp4", (needsCamera ? cameraMovie() : plainClip()) + box("free", zeros(20)));
         Container made;
-        made.attach(file, Container::wholeFile);
+        ASSERT_TRUE(made.attach(file, Container::wholeFile));
         ASSERT_TRUE(unsetBaselineFlag(made, true));
         const std::string before = readFile(file);
         folder.write("out.mp4", before);

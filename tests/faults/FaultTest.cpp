@@ -68,8 +68,9 @@ std::string unflaggedMovie() {
         "m.mp4", clip("ahead.mp4", {"-c:v", "libx264", "-profile:v", "baseline", "-pix_fmt",
                                     "yuv420p", "-c:a", "aac", "-movflags", "+faststart"}));
     Container movie;
-    movie.attach(path, Container::wholeFile);
-    return unsetBaselineFlag(movie, inPlace) ? readFile(path) : "";
+    return movie.attach(path, Container::wholeFile) && unsetBaselineFlag(movie, inPlace)
+               ? readFile(path)
+               : "";
 }
 
 struct Operation {

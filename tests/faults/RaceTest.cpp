@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 using MP4::Container;
 
 struct Scene {
-    Scene() { movie.attach(folder.write("m.mp4", source), Container::wholeFile); }
+    Scene() { (void)movie.attach(folder.write("m.mp4", source), Container::wholeFile); }
     fs::path at(const char* name) const { return folder.path() / name; }
 
     const std::string source = mdatFirst("media");

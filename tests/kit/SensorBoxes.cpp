@@ -60,7 +60,7 @@ std::string sensorMovie(const std::string& boxes) {
 }
 
 OpenedMovie::OpenedMovie(const std::string& bytes) : path(folder.write("movie", bytes)) {
-    movie.attach(path, MP4::Container::wholeFile);
+    (void)movie.attach(path, MP4::Container::wholeFile);
 }
 
 }  // namespace kit

@@ -29,7 +29,7 @@ const std::string moved =
 class Edited {
   public:
     explicit Edited(const std::string& bytes) : before(bytes), path(folder.write("m.mp4", bytes)) {
-        movie.attach(path, whole);
+        EXPECT_TRUE(movie.attach(path, whole));
     }
     std::string after() const { return readFile(path); }
     std::string name() const { return (folder.path() / "m.mp4").string(); }
@@ -256,8 +256,8 @@ TEST(InPlace, TheFileIsTheOneThatWasParsedAndStays) {
     // What was done through the container is known to it, unless it moved boxes.
     const auto write = [&](std::uint64_t at, const std::string& bytes) {
         return edited.movie.open_a([&](WEKU::FileIO& file) {
-            file.seek_set(at);
-            file.write(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+            EXPECT_TRUE(file.seek_set(at));
+            (void)file.write(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
         });
     };
     EXPECT_TRUE(write(ftyp.size() + 8, "m"));
@@ -286,7 +286,7 @@ TEST(InPlace, AHandleSeesWhatItWrote) {
             const std::string more = box("free", "added");
             EXPECT_EQ(file.take32(), ftyp.size());
             EXPECT_TRUE(file.seek_set(0));
-            file.write(reinterpret_cast<const unsigned char*>(u32(99).data()), 4);
+            EXPECT_EQ(file.write(reinterpret_cast<const unsigned char*>(u32(99).data()), 4), 4U);
             file.moveTo(0);
             EXPECT_EQ(file.take32(), 99U);
             file.moveTo(0);
@@ -336,7 +336,7 @@ TEST(InPlace, AppendsOneBoxOfEachKind) {
 
     // A parse that was cut short does not decide where the end is.
     Edited bounded(ftyp + box("free"));
-    bounded.movie.attach(bounded.path, 8);
+    EXPECT_TRUE(bounded.movie.attach(bounded.path, 8));
     EXPECT_TRUE(bounded.movie.appendXMP("x"));
     EXPECT_EQ(bounded.after(), bounded.before + uuidBox(MP4::XMP::_UUID, "x"));
 

@@ -59,7 +59,8 @@ TEST(RawAccel, ReadsFiltersAndSurvivesCuts) {
     Streams streams;
     const auto load = [&](std::size_t length) {
         const kit::TempFolder folder;
-        WEKU::FileIO opened(folder.write("raw", bytes.substr(0, length)), L'r');
+        const std::wstring path = folder.write("raw", bytes.substr(0, length));
+        WEKU::FileIO opened(path, L'r');
         bool loaded = false;
         kit::captureOutput([&] { loaded = streams.load(0, opened, true); });
         return loaded;

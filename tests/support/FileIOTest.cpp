@@ -32,6 +32,6 @@ TEST(FileIO, FailuresPrintTheirLinesAndReturnFailureValues) {
     unsigned char bytes[9];
     EXPECT_EQ(FileIO(pipe, L'r').read(bytes, sizeof bytes), 3U);
     // Neither truncates nor appends.
-    EXPECT_TRUE(FileIO::open_a(path, [&](FileIO& file) { file.write(&byte, 1); }));
+    EXPECT_TRUE(FileIO::open_a(path, [&](FileIO& file) { (void)file.write(&byte, 1); }));
     EXPECT_EQ(kit::readFile(path), "Xbcdef");
 }
