@@ -8,13 +8,16 @@ if(NOT CLI11_FOUND OR NOT nlohmann_json_FOUND)
 endif()
 
 file(GLOB_RECURSE kit_program_sources CONFIGURE_DEPENDS kit/*.cpp)
-add_executable(sondexkit ${kit_program_sources})
-target_compile_definitions(sondexkit PRIVATE SONDEX_VERSION="${PROJECT_VERSION}")
+list(REMOVE_ITEM kit_program_sources ${PROJECT_SOURCE_DIR}/kit/main.cpp)
+add_library(sondexkit_parts OBJECT ${kit_program_sources})
 # Its headers are not ours to mend.
-target_include_directories(sondexkit SYSTEM PRIVATE
+target_include_directories(sondexkit_parts SYSTEM PUBLIC
     $<TARGET_PROPERTY:CLI11::CLI11,INTERFACE_INCLUDE_DIRECTORIES>
     $<TARGET_PROPERTY:nlohmann_json::nlohmann_json,INTERFACE_INCLUDE_DIRECTORIES>)
-target_link_libraries(sondexkit PRIVATE sondex sondex_flags)
+target_link_libraries(sondexkit_parts PUBLIC sondex PRIVATE sondex_flags)
+add_executable(sondexkit kit/main.cpp)
+target_compile_definitions(sondexkit PRIVATE SONDEX_VERSION="${PROJECT_VERSION}")
+target_link_libraries(sondexkit PRIVATE sondexkit_parts sondex sondex_flags)
 
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     find_package(PkgConfig QUIET)
@@ -22,8 +25,8 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
         pkg_check_modules(seccomp QUIET IMPORTED_TARGET libseccomp)
     endif()
     if(seccomp_FOUND)
-        target_compile_definitions(sondexkit PRIVATE SONDEXKIT_SECCOMP)
-        target_link_libraries(sondexkit PRIVATE PkgConfig::seccomp)
+        target_compile_definitions(sondexkit_parts PRIVATE SONDEXKIT_SECCOMP)
+        target_link_libraries(sondexkit_parts PUBLIC PkgConfig::seccomp)
     else()
         message(NOTICE "-- sondexkit is built without a filter of system calls (Debian: "
                        "libseccomp-dev).")

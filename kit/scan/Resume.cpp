@@ -122,9 +122,9 @@ void Done::read(int file, const std::string& path) {
         }
     }
     // What a run that was killed, or a machine that lost its power, leaves of a record: its
-    // beginning, or zeros in its place.
+    // beginning, or zeros in its place. Behind records nobody else writes.
     const std::size_t known = std::min(line.size(), headStart.size());
-    const bool torn = line.substr(0, known) == headStart.substr(0, known) ||
+    const bool torn = lines > 0 || line.substr(0, known) == headStart.substr(0, known) ||
                       line.find_first_not_of('\0') == std::string_view::npos;
     if (!torn) throw OutputRefused(path + ": holds no records of a scan, so it is left alone");
     if (!line.empty() && ::ftruncate(file, static_cast<off_t>(counted.position())) != 0)

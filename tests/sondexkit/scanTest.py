@@ -36,6 +36,7 @@ except ImportError:
 text = json.loads(pathlib.Path(source, "docs/schema/record.schema.json").read_text())
 schema = jsonschema.Draft202012Validator(text)
 chance = random.Random(16)
+sanitized = b"__asan_init" in pathlib.Path(kit).read_bytes()
 
 
 def nameOf(record):
@@ -111,7 +112,8 @@ def testAllKinds(folder, names):
         schema.validate(record)
     by_name = {nameOf(r): r for r in records}
     hog = by_name[os.fsencode(folder) + b"/hog.dng"]
-    assert hog["error"]["code"] == "memory", hog
+    if not sanitized:  # whose own memory a limit would count
+        assert hog["error"]["code"] == "memory", hog
     found = codes(records)
     assert {"notFound", "notRegularFile", "noCameraRecord", "damaged"} <= set(found), found
     assert not {"crashed", "timeout"} & set(found), found
@@ -144,7 +146,7 @@ def testAllKinds(folder, names):
 
 def testFolders(folder):
     def found(*words):
-        return {nameOf(r).decode(errors="replace") for r in recordsOf(scan("-r", *words, str(folder)).stdout)}
+        return {nameOf(r).decode(errors="replace") for r in recordsOf(scan("-r", "--memory", "64", *words, str(folder)).stdout)}
     by_name, by_content = found("--no-decode"), found("--no-decode", "--all")
     assert f"{folder}/inner.mp4/deep.JPG" in by_name and f"{folder}/fifo.mp4" in by_name
     assert not any("loop/" in n for n in by_name | by_content)
@@ -175,9 +177,12 @@ def testKilledWorkers(names):
         time.sleep(chance.uniform(0, 0.02))
         workers = children(process.pid)
         if workers and killed < wanted:
-            killed += 1
-            how = signal.SIGSTOP if killed == wanted else signal.SIGKILL
-            os.kill(chance.choice(workers), how)
+            how = signal.SIGSTOP if killed == wanted - 1 else signal.SIGKILL
+            try:
+                os.kill(chance.choice(workers), how)
+                killed += 1
+            except ProcessLookupError:
+                pass
     process.stdin.close()
     reader.join()
     errors = process.stderr.read()
@@ -198,14 +203,18 @@ def testKilledRuns(folder, names):
     listed.write_bytes(b"".join(n + b"\0" for n in unique))
     words = [kit, "scan", "--files-from", str(listed), "-0", "-o", str(output), "--resume"]
     for _ in range(20):
+        before = output.stat().st_size if output.exists() else 0
         process = subprocess.Popen(words, stderr=subprocess.DEVNULL)
-        time.sleep(chance.uniform(0.01, 0.08))
+        while process.poll() is None and not (output.exists() and output.stat().st_size > before):
+            pass
+        time.sleep(chance.uniform(0, 0.005))
         process.kill()
         process.wait()
-        with open(output, "ab") as torn:  # as a machine leaves it that loses its power
-            torn.write(chance.choice([b"", b'{"path":"' + unique[0][:20], b"\0" * 9, b"{"]))
-    while subprocess.run(words, stderr=subprocess.PIPE).returncode not in (0, 1):
-        time.sleep(0.05)
+        if output.read_bytes()[-1:] == b"\n":
+            with open(output, "ab") as torn:  # as a machine leaves it that loses its power
+                torn.write(chance.choice([b"", b'{"path":"' + unique[0][:20], b"\0" * 9, b"{"]))
+    ended = subprocess.run(words, capture_output=True)
+    assert ended.returncode in (0, 1), ended
     records = recordsOf(output.read_bytes())
     assert collections.Counter(map(nameOf, records)) == collections.Counter(unique)
     size = output.stat().st_size
