@@ -213,5 +213,6 @@ void Carry::carrySpatialAudio() {
 }
 
 bool Carry::apply() {
-    return edit.isEmpty() || edit.apply(L"carry");
+    // Nothing to do still means a copy, where one was asked for.
+    return (edit.isEmpty() && target.outputPath.empty()) || edit.apply(L"carry");
 }

@@ -1,47 +1,6 @@
 #include "builder/Strip.h"
 
-#include <algorithm>
-
-#include "exif/CameraRecord.h"
 #include "support/Endian.h"
-
-void Strip::addDifference(std::uint64_t offset, const std::string& before,
-                          const std::string& after) {
-    for (std::size_t at = 0; at < before.size();) {
-        if (before[at] == after[at]) {
-            ++at;
-            continue;
-        }
-        std::size_t end = at;
-        while (end < before.size() && before[end] != after[end])
-            ++end;
-        overwrites.push_back({offset + at, after.substr(at, end - at)});
-        at = end;
-    }
-}
-
-std::uint64_t Strip::bytesChanged() const {
-    std::uint64_t all = 0;
-    for (const Overwrite& each : overwrites)
-        all += each.bytes.size() + each.zeros;
-    return all;
-}
-
-bool Strip::write(WEKU::FileIO& file) const {
-    const std::string block(65536, '\0');
-    const auto put = [&](const std::string& bytes, std::uint64_t count) {
-        return file.writeAll(reinterpret_cast<const unsigned char*>(bytes.data()), count);
-    };
-    for (const Overwrite& each : overwrites) {
-        if (!file.seek_set(each.offset) || !put(each.bytes, each.bytes.size())) return false;
-        for (std::uint64_t left = each.zeros; left > 0;) {
-            const std::uint64_t piece = std::min<std::uint64_t>(left, block.size());
-            if (!put(block, piece)) return false;
-            left -= piece;
-        }
-    }
-    return true;
-}
 
 namespace {
 
@@ -68,7 +27,7 @@ void segments(const std::string& jpeg, Visit visit) {
 
 }  // namespace
 
-Strip Strip::ofJpeg(const std::string& file, const Privacy::What& what) {
+Overwrites Strip::ofJpeg(const std::string& file, const Privacy::What& what) {
     std::string after = file;
     Privacy::stripTiff(after, Privacy::TiffIn::jpeg, what);
     segments(file, [&](std::size_t begin, std::size_t end) {
@@ -80,15 +39,15 @@ Strip Strip::ofJpeg(const std::string& file, const Privacy::What& what) {
         Privacy::stripXmp(text, what);
         after.replace(begin, end - begin, text);
     });
-    Strip strip;
+    Overwrites strip;
     strip.addDifference(0, file, after);
     return strip;
 }
 
-Strip Strip::ofDng(const std::string& file, const Privacy::What& what) {
+Overwrites Strip::ofDng(const std::string& file, const Privacy::What& what) {
     std::string after = file;
     Privacy::stripTiff(after, Privacy::TiffIn::dng, what);
-    Strip strip;
+    Overwrites strip;
     strip.addDifference(0, file, after);
     return strip;
 }

@@ -8,10 +8,12 @@
 #include "mp4/MetadataBoxes.h"
 #include "support/Failure.h"
 
+namespace {
+
 /// What there is to overwrite in a movie.
-class Strip::Movie {
+class Movie {
   public:
-    Movie(const MP4::Container& movie, const Privacy::What& what, Strip& strip)
+    Movie(const MP4::Container& movie, const Privacy::What& what, Overwrites& strip)
         : movie(movie), what(what), strip(strip) {}
 
     void look() {
@@ -126,7 +128,7 @@ class Strip::Movie {
 
     /// Makes the box a free one of zeros.
     void erase(const MP4::BOX& box) {
-        strip.overwrites.push_back({box.start + 4, "free"});
+        strip.add(box.start + 4, "free");
         zero(box.start + box.headerLength(), end(box));
     }
 
@@ -138,13 +140,7 @@ class Strip::Movie {
             auto* raw = reinterpret_cast<unsigned char*>(block.data());
             if (file->readAt(begin, raw, block.size()) != block.size()) return;
             if (block.find_first_not_of('\0') == std::string::npos) continue;
-            auto& last = strip.overwrites;
-            if (!last.empty() && last.back().bytes.empty() &&
-                last.back().offset + last.back().zeros == begin) {
-                last.back().zeros += block.size();
-            } else {
-                last.push_back({begin, {}, block.size()});
-            }
+            strip.addZeros(begin, block.size());
         }
     }
 
@@ -169,14 +165,16 @@ class Strip::Movie {
 
     const MP4::Container& movie;
     const Privacy::What what;
-    Strip& strip;
+    Overwrites& strip;
     WEKU::FileIO* file = nullptr;
     bool freeIsSpare = false;
     std::vector<std::string> texts;
 };
 
-Strip Strip::ofMovie(const MP4::Container& movie, const Privacy::What& what) {
-    Strip strip;
+}  // namespace
+
+Overwrites Strip::ofMovie(const MP4::Container& movie, const Privacy::What& what) {
+    Overwrites strip;
     if (movie.root) Movie(movie, what, strip).look();
     return strip;
 }

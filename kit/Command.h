@@ -24,6 +24,12 @@ struct Command {
 Command factsCommand(CLI::App& program);
 Command boxesCommand(CLI::App& program);
 Command scanCommand(CLI::App& program);
+Command carryCommand(CLI::App& program);
+Command cutCommand(CLI::App& program);
+Command tagCommand(CLI::App& program);
+Command setCommand(CLI::App& program);
+Command stripCommand(CLI::App& program);
+Command faststartCommand(CLI::App& program);
 
 /// One line on standard error, behind the program's name.
 void complain(std::string_view message);

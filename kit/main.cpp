@@ -16,7 +16,11 @@ int run(int count, char** words) {
     program.require_subcommand(1);
     program.footer(
         "Status: 0 all well, 1 some files failed, 2 wrong use, 3 refused, 4 ended early.");
-    const Command commands[] = {factsCommand(program), boxesCommand(program), scanCommand(program)};
+    const Command commands[] = {
+        factsCommand(program), boxesCommand(program), scanCommand(program),
+        carryCommand(program), cutCommand(program),   tagCommand(program),
+        setCommand(program),   stripCommand(program), faststartCommand(program),
+    };
     try {
         program.parse(count, words);
     } catch (const CLI::ParseError& error) {

@@ -47,6 +47,12 @@ void MetadataEdit::remove(const BOX& box) {
     replaced[&box];
 }
 
+bool MetadataEdit::isAlready(const std::vector<const BOX*>& old, const std::string& bytes) const {
+    constexpr std::size_t header = 8;
+    return old.size() == 1 && old.front()->size() == bytes.size() &&
+           movie.payload(*old.front()) == bytes.substr(header);
+}
+
 void MetadataEdit::replaceFirst(const std::vector<const BOX*>& old, const std::string& bytes) {
     for (const BOX* box : old)
         remove(*box);
@@ -60,7 +66,7 @@ bool MetadataEdit::putUserData(FourCC type, const std::string& boxes, Present pr
         return true;
     }
     if (present == Present::keep) return false;
-    replaceFirst(old, boxes);
+    if (!isAlready(old, boxes)) replaceFirst(old, boxes);
     return true;
 }
 
@@ -80,7 +86,7 @@ bool MetadataEdit::putSphericalXml(const std::string& xml, Present present) {
     if (!old.empty() && present == Present::keep) return false;
     if (old.empty()) {
         inTrack += bytesOf(box);
-    } else {
+    } else if (!isAlready(old, bytesOf(box))) {
         replaceFirst(old, bytesOf(box));
     }
     return true;
@@ -89,6 +95,7 @@ bool MetadataEdit::putSphericalXml(const std::string& xml, Present present) {
 bool MetadataEdit::putTopLevel(const UUID& box, Present present) {
     const auto old = uuidsOf(movie.root.get(), box.uuid);
     if (!old.empty() && present == Present::keep) return false;
+    if (isAlready(old, bytesOf(box))) return true;
     for (const BOX* each : old)
         remove(*each);
     fileEnd += bytesOf(box);
@@ -100,9 +107,12 @@ void MetadataEdit::addTail(Tail media, Tail boxes) {
     boxTail = std::move(boxes);
 }
 
+std::size_t MetadataEdit::count() const {
+    return replaced.size() + userData.size() + inTrack.size() + fileEnd.size();
+}
+
 bool MetadataEdit::isEmpty() const {
-    return replaced.empty() && userData.empty() && inTrack.empty() && fileEnd.empty() &&
-           !mediaTail && !boxTail;
+    return count() == 0 && !mediaTail && !boxTail && !lastFix;
 }
 
 bool MetadataEdit::apply(const wchar_t* name) {
@@ -143,7 +153,7 @@ bool MetadataEdit::apply(const wchar_t* name) {
         [&](Container& copy, BinFile& file) {
             if (!plan.fixOffsets()(copy, file)) return false;
             file.moveTo(file.fileLength());
-            return !boxTail || boxTail(file);
+            return (!boxTail || boxTail(file)) && (!lastFix || lastFix(copy, file));
         });
 }
 

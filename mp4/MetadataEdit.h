@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mp4/Container.h"
@@ -38,12 +39,20 @@ class MetadataEdit {
     /// has been set right.
     void addTail(Tail media, Tail boxes);
 
+    /// A last step on the new file, which is parsed and open for update.
+    void addFix(Container::Fix fix) { lastFix = std::move(fix); }
+
+    /// Grows with every change.
+    std::size_t count() const;
+    /// Nothing to do: boxes that are there already, byte for byte, do not count.
     bool isEmpty() const;
     /// Makes the changes under the name, into the container's output path if it has one; false,
     /// with the file as it was, when they cannot be made.
     bool apply(const wchar_t* name);
 
   private:
+    /// The only one, with these bytes.
+    bool isAlready(const std::vector<const BOX*>& old, const std::string& bytes) const;
     void replaceFirst(const std::vector<const BOX*>& old, const std::string& bytes);
 
     Container& movie;
@@ -51,6 +60,7 @@ class MetadataEdit {
     std::map<const BOX*, std::string> replaced;
     std::string userData, inTrack, fileEnd;
     Tail mediaTail, boxTail;
+    Container::Fix lastFix;
 };
 
 /// The spherical-video box of the video track, or null.

@@ -2,6 +2,8 @@
 
 /// Everything of the front door.
 #include "sondex/Boxes.h"
+#include "sondex/Carry.h"
+#include "sondex/Edit.h"
 #include "sondex/Facts.h"
 #include "sondex/Json.h"
 #include "sondex/Motion.h"
