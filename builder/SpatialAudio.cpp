@@ -32,7 +32,7 @@ std::string table(FourCC type, std::uint64_t rows, const std::string& bytes) {
 std::string bytesOf(const MP4::Container& movie, const MP4::BOX& box) {
     std::string bytes;
     movie.open([&](WEKU::FileIO& file) {
-        bytes.resize(box.innermostEnd(file.length()) - box.start);
+        bytes.resize(box.innermostEnd(movie.root->size()) - box.start);
         bytes.resize(
             file.readAt(box.start, reinterpret_cast<unsigned char*>(bytes.data()), bytes.size()));
     });

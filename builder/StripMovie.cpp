@@ -2,6 +2,7 @@
 #include <iterator>
 #include <map>
 
+#include "builder/Refusal.h"
 #include "builder/Strip.h"
 #include "exif/CameraRecord.h"
 #include "mp4/ChunkOffsets.h"
@@ -20,7 +21,8 @@ class Movie {
         movie.open([&](WEKU::FileIO& opened) {
             file = &opened;
             MP4::BinFile reader(opened);
-            freeIsSpare = movie.first("meta.iloc") == nullptr && noSampleLiesIn(reader);
+            freeIsSpare = movie.first("meta.iloc") == nullptr;
+            refuseMediaInSpare(reader);
             collectTexts();
             visit(*movie.root, reader);
         });
@@ -46,7 +48,8 @@ class Movie {
                type == MP4::fourCC("moof") || type == MP4::fourCC("KATR");
     }
 
-    bool noSampleLiesIn(MP4::BinFile& reader) const {
+    /// Some writers keep samples in boxes that are called free.
+    void refuseMediaInSpare(MP4::BinFile& reader) const {
         // By start, the end of each.
         std::map<std::uint64_t, std::uint64_t> spare;
         for (const char* path : {"free", "skip", "moov.free", "moov.skip", "moov.udta.free",
@@ -60,8 +63,26 @@ class Movie {
             const auto behind = spare.upper_bound(offset);
             return behind == spare.begin() || std::prev(behind)->second <= offset;
         };
-        return MP4::ChunkOffsets::all(movie, MP4::ChunkOffsets::movieTracks, reader, outside) &&
-               MP4::ChunkOffsets::all(movie, MP4::ChunkOffsets::spatialTrack, reader, outside);
+        for (const char* tracks :
+             {MP4::ChunkOffsets::movieTracks, MP4::ChunkOffsets::spatialTrack}) {
+            if (!spare.empty() && !MP4::ChunkOffsets::all(movie, tracks, reader, outside)) {
+                throw Refusal{"its free boxes may hold media, or its tables cannot be read"};
+            }
+        }
+    }
+
+    std::string read(std::uint64_t begin, std::uint64_t length) const {
+        std::string bytes(length, '\0');
+        auto* raw = reinterpret_cast<unsigned char*>(bytes.data());
+        if (file->readAt(begin, raw, length) != length) {
+            throw Refusal{"it could not be read in full"};
+        }
+        return bytes;
+    }
+    /// What is behind the box's header, at most so much of it.
+    std::string contents(const MP4::BOX& box, std::uint64_t most) const {
+        const std::uint64_t begin = std::min(box.start + box.headerLength(), end(box));
+        return read(begin, std::min(end(box) - begin, most));
     }
 
     /// The position and the serial number as they are written, to be found elsewhere as well.
@@ -69,7 +90,7 @@ class Movie {
         if (what.gps) {
             for (const char* path : {"moov.udta.\xA9xyz", "moov.udta.@xyz"}) {
                 movie.find(path, [&](MP4::BOX& box) {
-                    const std::string payload = movie.payload(box, 512);
+                    const std::string payload = contents(box, 512);
                     const std::size_t sign = payload.find_first_of("+-");
                     if (sign == std::string::npos) return true;
                     const std::string text = payload.substr(sign, payload.find('/', sign) - sign);
@@ -80,7 +101,7 @@ class Movie {
         }
         const MP4::BOX* makerNote = movie.first(MP4::path::makerNote);
         if (!what.serial || makerNote == nullptr) return;
-        const std::string payload = movie.payload(*makerNote);
+        const std::string payload = contents(*makerNote, longestText);
         ExifParser parser;
         ExifParser::ZELVA record;
         try {
@@ -124,7 +145,7 @@ class Movie {
         }
     }
 
-    std::uint64_t end(const MP4::BOX& box) const { return box.innermostEnd(file->length()); }
+    std::uint64_t end(const MP4::BOX& box) const { return box.innermostEnd(movie.root->size()); }
 
     /// Makes the box a free one of zeros.
     void erase(const MP4::BOX& box) {
@@ -134,11 +155,9 @@ class Movie {
 
     /// Adds what is not zero already.
     void zero(std::uint64_t begin, std::uint64_t end) {
-        std::string block(65536, '\0');
-        for (; begin < end; begin += block.size()) {
-            block.resize(std::min<std::uint64_t>(block.size(), end - begin));
-            auto* raw = reinterpret_cast<unsigned char*>(block.data());
-            if (file->readAt(begin, raw, block.size()) != block.size()) return;
+        constexpr std::uint64_t longest = 65536;
+        for (; begin < end; begin += std::min(longest, end - begin)) {
+            const std::string block = read(begin, std::min(longest, end - begin));
             if (block.find_first_not_of('\0') == std::string::npos) continue;
             strip.addZeros(begin, block.size());
         }
@@ -147,9 +166,7 @@ class Movie {
     void changeText(const MP4::BOX& box) {
         const std::uint64_t begin = box.start + box.headerLength();
         if (end(box) < begin || end(box) - begin > longestText) return;
-        std::string before(end(box) - begin, '\0');
-        auto* raw = reinterpret_cast<unsigned char*>(before.data());
-        if (file->readAt(begin, raw, before.size()) != before.size()) return;
+        const std::string before = contents(box, longestText);
         std::string after = before;
         if (box.type == MP4::fourCC("KMKN")) {
             Privacy::stripTiff(after, Privacy::TiffIn::makerNoteBox, what);

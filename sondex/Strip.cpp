@@ -1,5 +1,6 @@
 #include "builder/Strip.h"
 
+#include "builder/Refusal.h"
 #include "sondex/Edit.h"
 #include "sondex/inside/Editing.h"
 #include "sondex/inside/Stills.h"
@@ -17,14 +18,18 @@ std::string sentence(std::uint64_t bytes) {
 Result<Done> stripMovie(std::string_view path, const Privacy::What& what, const Reasons& reasons) {
     MP4::Container movie;
     if (auto error = attachMovie(movie, path)) return *error;
-    const Overwrites overwrites = Strip::ofMovie(movie, what);
-    if (overwrites.empty()) return Done();
-    const auto write = [&](MP4::BinFile& file) { return overwrites.write(file); };
-    if (!movie.modifyContainer(L"strip", write)) return reasons.error(path);
-    if (!Strip::ofMovie(movie, what).empty()) {
-        return refused("not everything could be overwritten");
+    try {
+        const Overwrites overwrites = Strip::ofMovie(movie, what);
+        if (overwrites.empty()) return Done();
+        const auto write = [&](MP4::BinFile& file) { return overwrites.write(file); };
+        if (!movie.modifyContainer(L"strip", write)) return reasons.error(path);
+        if (!Strip::ofMovie(movie, what).empty()) {
+            return refused("not everything could be overwritten");
+        }
+        return Done{sentence(overwrites.bytes())};
+    } catch (const Refusal& refusal) {
+        return refused(refusal.reason);
     }
-    return Done{sentence(overwrites.bytes())};
 }
 
 }  // namespace

@@ -1,0 +1,237 @@
+#!/usr/bin/env python3
+"""Holds the edits of sondexkit to what they promise, on movies made and cut with ffmpeg: frames stay
+what they were, metadata follows them, refusals leave the file alone.
+usage: carryTest.py KIT PROGRAM SAMPLE-MAKER"""
+
+import hashlib
+import json
+import os
+import pathlib
+import struct
+import subprocess
+import sys
+import tempfile
+
+kit, program, sampleMaker = (os.path.abspath(word) for word in sys.argv[1:4])
+folder = tempfile.TemporaryDirectory()
+os.chdir(folder.name)
+SPATIAL = bytes.fromhex("28F311E2B7914F6F94E24F5DEACB3C01")
+AXIS = bytes.fromhex("8E4E1F9781F34D5997B5FF05A27CDB7B")
+PCM_RATE = 48000
+
+
+def ffmpeg(*words):
+    subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-y", *words], check=True)
+
+
+def run(*words, status=0):
+    outcome = subprocess.run([kit, *words], capture_output=True, text=True)
+    assert outcome.returncode == status, (words, outcome)
+    return outcome.stdout + outcome.stderr
+
+
+def frames(name):
+    words = ["ffmpeg", "-nostdin", "-v", "error", "-i", name, "-map", "0", "-f", "framemd5", "-"]
+    outcome = subprocess.run(words, capture_output=True, check=True)
+    return outcome.stdout + outcome.stderr
+
+
+def digest(name):
+    return hashlib.sha256(pathlib.Path(name).read_bytes()).digest()
+
+
+def rows(name):
+    """The accelerometer at each frame. The yaw is that of a turn since the first, and differs."""
+    subprocess.run([program, "-kdtd:rows.json", name], capture_output=True, check=True)
+    values = json.loads(pathlib.Path("rows.json").read_text())
+    return [{key: value for key, value in row.items() if key != "yaw"} for row in values]
+
+
+def result(name):
+    out = subprocess.run([program, name], capture_output=True, text=True, check=True).stdout
+    return json.loads(next(line for line in out.splitlines() if line.startswith("result: "))[8:])
+
+
+def box(code, payload):
+    return struct.pack(">I", 8 + len(payload)) + code + payload
+
+
+def full(code, *words):
+    return box(code, struct.pack(f">{len(words) + 1}I", 0, *words))
+
+
+def addSpatialSound(name, seconds):
+    """PCM of two channels in three chunks of its own, and a tilt stream of a sample a frame."""
+    samples = int(seconds * PCM_RATE)
+    pcm = b"".join(struct.pack("<I", i) for i in range(samples))
+    movie = bytearray(pathlib.Path(name).read_bytes())
+    begin = len(movie) + 8
+    third = samples // 3
+    entry = box(b"sowt", bytes(6) + struct.pack(">HQHHHHI", 1, 0, 2, 16, 0, 0, PCM_RATE << 16))
+    stbl = (box(b"stsd", struct.pack(">II", 0, 1) + entry) + full(b"stts", 1, samples, 1)
+            + full(b"stsc", 2, 1, third, 1, 3, samples - 2 * third, 1)
+            + full(b"stsz", 4, samples)
+            + full(b"stco", 3, begin, begin + 4 * third, begin + 8 * third))
+    mdia = full(b"mdhd", 0, 0, PCM_RATE, samples, 0) + box(b"minf", box(b"stbl", stbl))
+    katr = full(b"tkhd", 0, 0, 9, 0, int(seconds * 1000), *[0] * 15) + box(b"mdia", mdia)
+    count = len(rows(name))
+    tilt = struct.pack(">HHIi20x", 2, 0, count, -1) + b"".join(
+        struct.pack(">4i", i, 2, 3, 4) for i in range(count))
+    movie += box(b"mdat", pcm) + box(b"uuid", SPATIAL + box(b"KATR", katr))
+    movie += box(b"uuid", AXIS + tilt)
+    pathlib.Path(name).write_bytes(movie)
+    return pcm
+
+
+def spatialSamples(name):
+    """The bytes that the tables of the spatial sound name."""
+    movie = pathlib.Path(name).read_bytes()
+    katr = movie[movie.index(SPATIAL):]
+
+    def table(code):
+        at = katr.index(code) + 8
+        return at + 4, struct.unpack_from(">I", katr, at)[0]
+
+    at, count = table(b"stco")
+    offsets = struct.unpack_from(f">{count}I", katr, at)
+    at, count = table(b"stsc")
+    rules = [struct.unpack_from(">3I", katr, at + 12 * i) for i in range(count)]
+    taken = b""
+    for chunk, offset in enumerate(offsets, 1):
+        samples = [rule[1] for rule in rules if rule[0] <= chunk][-1]
+        taken += movie[offset:offset + 4 * samples]
+    return taken
+
+
+def makeCamera(name, seconds, picture, *options):
+    ffmpeg("-f", "lavfi", "-i", f"{picture}=size=320x160:rate=30000/1001:duration={seconds}",
+           "-f", "lavfi", "-i", f"sine=frequency=440:duration={seconds}", "-c:v", "libx264",
+           "-pix_fmt", "yuv420p", "-g", "30", "-bf", "2", "-c:a", "aac", *options, "clip.mp4")
+    subprocess.run([sampleMaker, "movie", "clip.mp4", name], check=True)
+
+
+makeCamera("camera.mp4", 6, "testsrc2")
+makeCamera("other.mp4", 3, "testsrc")
+pcm = addSpatialSound("camera.mp4", 6)
+sourceRows = rows("camera.mp4")
+sourceResult = result("camera.mp4")
+
+# Cuts of every kind: the frames stay, the rows are the source's, and a second run has nothing to do.
+cuts = {
+    "key.mp4": ["-ss", "2.002", "-i", "camera.mp4", "-t", "2"],
+    "between.mp4": ["-ss", "2.5", "-i", "camera.mp4", "-t", "2"],
+    "after.mp4": ["-i", "camera.mp4", "-ss", "2.5", "-t", "2"],
+    "fast.mp4": ["-ss", "1.5", "-i", "camera.mp4", "-t", "2", "-movflags", "+faststart"],
+    "order.mp4": ["-ss", "1.5", "-i", "camera.mp4", "-t", "2", "-map", "0:a", "-map", "0:v"],
+    "silent.mp4": ["-i", "camera.mp4", "-t", "1", "-an"],
+    "half.mp4": ["-i", "camera.mp4", "-vf", "scale=160:80", "-c:v", "libx264"],
+}
+for name, words in cuts.items():
+    ffmpeg(*words, *([] if "-c:v" in words else ["-c", "copy"]), name)
+    before = frames(name)
+    told = json.loads(run("carry", "--json", "camera.mp4", name))
+    assert frames(name) == before, name
+    kept = rows(name)
+    first = next(i for i, row in enumerate(sourceRows) if row == kept[0])
+    numbers = [sourceRows.index(row) for row in kept]
+    assert numbers == sorted(set(numbers)) and f"frames {first}–{numbers[-1]}" in told["frames"]
+    movie = pathlib.Path(name).read_bytes()
+    times = struct.unpack_from("<I", movie, movie.index(b"KDTG") + 4)[0]
+    assert times == len(kept) == before.count(b"\n%d," % (name == "order.mp4")) or "hides" in told["frames"]
+    for key in ("model", "cameraSerial", "gps", "GSpherical:InitialViewHeadingDegrees",
+                "creatorTool", "KDTDSamplingRate", "KDTBSamplingRate", "KDTCSamplingRate"):
+        assert result(name)[key] == sourceResult[key], (name, key)
+    tilt = movie[movie.index(AXIS) + 16 + 32:]
+    assert [struct.unpack_from(">i", tilt, 16 * i)[0] for i in range(times)] == numbers, name
+    # The spatial sound: the source's bytes from where the target's time line begins.
+    heard = spatialSamples(name)
+    assert heard and pcm.find(heard) % 4 == 0, name
+    hidden = float(told["frames"].split("hides ")[1][:-2]) if "hides" in told["frames"] else 0
+    # A cut whose sound begins ahead of the pictures shows nothing until then.
+    probe = subprocess.run(["ffprobe", "-v", "error", "-select_streams", "v", "-show_entries",
+                            "stream=start_time", "-of", "csv=p=0", name], capture_output=True)
+    ahead = max(0, float(probe.stdout.strip().strip(b",")))
+    start = pcm.find(heard) / 4 / PCM_RATE
+    assert abs(start - (first * 1001 / 30000 + hidden - ahead)) < 0.002, (name, start)
+    assert "nothing to do" in run("carry", "camera.mp4", name)
+
+# Chapters joined by ffmpeg.
+pathlib.Path("list.txt").write_text("file camera.mp4\nfile other.mp4\n")
+ffmpeg("-f", "concat", "-safe", "0", "-i", "list.txt", "-map", "0:v", "-c", "copy", "joined.mp4")
+before = frames("joined.mp4")
+assert "not every source" in run("carry", "--join", "camera.mp4", "other.mp4", "--", "joined.mp4")
+assert frames("joined.mp4") == before
+values = [[row[axis] for axis in "xyz"] for row in rows("joined.mp4")]
+assert values == [[row[axis] for axis in "xyz"] for row in sourceRows + rows("other.mp4")]
+
+# What is left behind, and what a dry run and another output leave alone.
+ffmpeg(*cuts["key.mp4"], "-c", "copy", "drop.mp4")
+before = digest("drop.mp4")
+run("carry", "--dry-run", "camera.mp4", "drop.mp4")
+run("carry", "--drop", "gps,serial,motion", "--output", "less.mp4", "camera.mp4", "drop.mp4")
+assert digest("drop.mp4") == before
+less = pathlib.Path("less.mp4").read_bytes()
+for text in (b"35.6895", b"35,41", b"00104711", b"KDTB", AXIS):
+    assert text not in less, text
+assert result("less.mp4")["model"] == sourceResult["model"]
+
+# Wrong pairs are refused, and both files stay as they were.
+ffmpeg("-i", "camera.mp4", "-r", "15", "-c:v", "libx264", "rate.mp4")
+ffmpeg("-f", "lavfi", "-i", "color=size=320x160:rate=30:duration=4", "-c:v", "libx264", "-g", "8",
+       "-x264-params", "rc-lookahead=0", "-f", "mp4", "still-picture.mp4")
+ffmpeg("-f", "lavfi", "-i", "testsrc2=size=64x32", "-frames:v", "1", "still.jpg")
+pathlib.Path("damaged.mp4").write_bytes(pathlib.Path("camera.mp4").read_bytes()[:90000])
+for pair, words in {
+    ("other.mp4", "drop.mp4"): "say from which second",
+    ("camera.mp4", "rate.mp4"): "frames a second",
+    ("camera.mp4", "camera.mp4"): "the target itself",
+    ("still.jpg", "drop.mp4"): "JPEG",
+    ("damaged.mp4", "drop.mp4"): "damaged.mp4",
+    ("clip.mp4", "other.mp4"): "no metadata of the camera",
+}.items():
+    before = [digest(name) for name in pair]
+    assert words in run("carry", *pair, status=3), pair
+    assert [digest(name) for name in pair] == before, pair
+
+# A re-encoded part goes by the second that is given.
+ffmpeg("-ss", "2.002", "-i", "camera.mp4", "-t", "1", "-vf", "scale=160:80", "part.mp4")
+run("carry", "--from", "2.002", "camera.mp4", "part.mp4")
+assert rows("part.mp4") == sourceRows[60:60 + len(rows("part.mp4"))]
+
+# Strip: gone from the bytes, also where an earlier edit left them, and the frames stay.
+for name, kind in (("camera.mp4", "movie"), ("still.jpg", "jpeg")):
+    if kind == "jpeg":
+        subprocess.run([sampleMaker, "jpeg", "still.jpg", "camera.jpg"], check=True)
+        name = "camera.jpg"
+    before = frames(name)
+    with open(name, "ab") as file:
+        if kind == "movie":
+            file.write(box(b"free", b"+35.6895+139.6917/"))
+    assert "overwritten" in run("strip", "--all", name)
+    assert "nothing to do" in run("strip", "--all", name)
+    stripped = pathlib.Path(name).read_bytes()
+    for text in (b"35.6895", b"139.6917", b"35,41", b"139,41", b"00104711"):
+        assert text not in stripped, (name, text)
+    assert frames(name) == before
+
+# Tag, set and faststart: done once, then nothing to do; wrong words are wrong use.
+assert "NO   spherical-video box" in run("tag", "--check", "clip.mp4", status=1)
+for words in (["tag", "--heading", "30"], ["set", "--position", "-35.5,139.25,40", "--time",
+              "2026-11-21T10:00:00Z"], ["faststart"]):
+    before = frames("clip.mp4")
+    assert "nothing to do" not in run(*words, "clip.mp4")
+    assert "nothing to do" in run(*words, "clip.mp4")
+    assert frames("clip.mp4") == before
+assert "NO" not in run("tag", "--check", "clip.mp4")
+facts = json.loads(run("facts", "--json", "clip.mp4"))
+assert facts["GSpherical:InitialViewHeadingDegrees"] == 30
+probe = subprocess.run(["ffprobe", "-v", "error", "-show_entries", "format_tags", "clip.mp4"],
+                       capture_output=True, text=True, check=True).stdout
+assert "-35.5000+139.2500" in probe and "2026-11-21T10:00:00" in probe
+for words in (["set", "--position", "nowhere"], ["set", "--position", "91,0"], ["set"],
+              ["set", "--time", "2026-02-30T10:00:00Z"], ["strip"]):
+    run(*words, "clip.mp4", status=2)
+subprocess.run([sampleMaker, "jpeg", "still.jpg", "set.jpg"], check=True)
+assert "maker note set" in run("set", "--zenith", "3", "--projection", "2", "set.jpg")
+assert "nothing to do" in run("set", "--zenith", "3", "set.jpg")
+run("set", "--position", "1,2", "set.jpg", status=3)
