@@ -26,11 +26,13 @@ constexpr UserDataBox userDataBoxes[] = {
     {"\xA9xyz", "location text", true},
     {"loci", "location information", true},
 };
+constexpr char unread[] = "the source could not be read in full";
 constexpr const char* sensorBoxes[] = {"KDTB", "KDTC", "KDTD", "KDTG"};
 
 std::vector<VideoSamples> open(const std::vector<std::unique_ptr<MP4::Container>>& movies) {
     std::vector<VideoSamples> opened;
     for (std::size_t i = 0; i < movies.size(); ++i) {
+        if (!movies[i]->isWhole()) throw Refusal{unread};
         opened.emplace_back(*movies[i],
                             movies.size() == 1 ? "the source" : "source " + std::to_string(i + 1));
     }
@@ -95,6 +97,7 @@ void Carry::carryUserData() {
         first().find((std::string("moov.udta.") + each.code).c_str(), [&](MP4::BOX& box) {
             std::string payload = first().payload(box);
             whole = whole && payload.size() + 8 == box.size();
+            if (!whole && box.end() <= first().root->size()) throw Refusal{unread};
             if (type == MP4::fourCC("KMKN")) {
                 Privacy::stripTiff(payload, Privacy::TiffIn::makerNoteBox, options.drop);
             }

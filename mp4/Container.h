@@ -28,6 +28,9 @@ class Container {
     /// True while the file that was attached is as it was when it was parsed. One that was replaced
     /// under its name stays so.
     bool isUnchanged() const { return source && source->file.stamp() == stamp; }
+    /// False when a read failed in the parse, or it met more boxes than it lists: the tree may then
+    /// lack what the file has.
+    bool isWhole() const { return parsedWhole; }
     /// Parses the boxes that start at the position of `file`, whose movie the container then stands
     /// for; the tree of before is destroyed.
     void parse(BinFile& file, std::uint64_t end);

@@ -18,9 +18,9 @@ bool readAll(const WEKU::FileIO& file, std::string& bytes) {
 }  // namespace
 
 Result<bool> overwriteStill(std::string_view path, const Find& find) {
-    Result<bool> result = refused("it cannot be opened for writing");
+    Result<bool> result = false;
     const std::wstring wide = WEKU::wchar::widen(path);
-    WEKU::FileIO::open_a(wide, [&](WEKU::FileIO& file) {
+    const bool opened = WEKU::FileIO::open_a(wide, [&](WEKU::FileIO& file) {
         result = [&]() -> Result<bool> {
             const Error unread{ErrorCode::ioFailed, "it could not be read"};
             if (!file.lock()) return Error{ErrorCode::busy, "another program is editing it"};
@@ -40,6 +40,7 @@ Result<bool> overwriteStill(std::string_view path, const Find& find) {
             return true;
         }();
     });
+    if (!opened) return refused("it cannot be opened for writing");
     return result;
 }
 

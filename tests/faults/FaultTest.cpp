@@ -7,6 +7,7 @@
 #include <map>
 
 #include "app/MetaReader.h"
+#include "builder/Carry.h"
 #include "builder/Refusal.h"
 #include "builder/Strip.h"
 #include "support/EndingSignals.h"
@@ -92,9 +93,26 @@ std::string tabledMovie(const std::string& userData) {
     return movie(movie(0).size() + 8) + box("mdat", pattern(150000));
 }
 
+std::string cutMovie() {
+    return tabledMovie("");
+}
+
 std::string privateMovie() {
     return tabledMovie(box("@mod", "model") + box("@xyz", "+35.6895+139.6917/") +
                        box("KDTB", pattern(70000)));
+}
+
+bool carryOnto(Container& target) {
+    const TempFolder folder;
+    std::vector<std::unique_ptr<Container>> sources;
+    sources.push_back(std::make_unique<Container>());
+    try {
+        return sources[0]->attach(folder.write("source.mp4", privateMovie()),
+                                  Container::wholeFile) &&
+               Carry(sources, target, {}).apply();
+    } catch (const Refusal&) {
+        return false;
+    }
 }
 
 bool stripAll(Container& movie) {
@@ -151,6 +169,7 @@ const Operation operations[] = {
     {"flag by a rewrite", false,
      [](auto& movie) { return movie.appendFullRangeAndConstrainedSet1Flag(false); },
      unflaggedMovie<false>},
+    {"carry", false, carryOnto, cutMovie},
     {"strip", true, stripAll, privateMovie},
 };
 
