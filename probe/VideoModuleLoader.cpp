@@ -123,9 +123,9 @@ const SondexVideoModule* find(std::string& reason) {
         }
     }
     if (reason.empty()) {
-        reason = std::string(moduleFile) + " stands neither in " SONDEX_MODULE_FOLDER
-                                           " nor in " SONDEX_MODULE_FROM_PROGRAM
-                                           " nor beside the program";
+        reason = std::string(moduleFile) + " does not stand in";
+        for (const std::string& folder : folders)
+            reason += (&folder == &folders.front() ? " " : ", in ") + folder;
     }
     return nullptr;
 }
