@@ -17,7 +17,8 @@ __all__ = ["partition", "scan"]
 def partition(names: Iterable[Path], **options: Any) -> List[Record]:
     """The records of one partition, for an engine's own way to map partitions. Depends on nothing
     but the files, so it may run again elsewhere."""
-    return list(_program.scan(list(names), **{"jobs": 1, **options}))
+    options.setdefault("jobs", 1)
+    return list(_program.scan(list(names), **options))
 
 
 def scan(names: Any, *, client: Optional[distributed.Client] = None, partition_size: int = 256,

@@ -270,7 +270,13 @@ def testPeople(folder):
 
 
 def testPython(folder):
+    import wheel_of_sondex
+    wheel = wheel_of_sondex.build_wheel(folder)
+    version = subprocess.run([kit, "--version"], capture_output=True, text=True).stdout.split()[1]
+    assert wheel == f"sondex-{version}-py3-none-any.whl"
+    sys.path.insert(0, str(folder / wheel))
     import sondex
+    assert wheel in sondex.__file__
     movie = sondex.facts(folder / "camera.MP4", program=kit)
     assert isinstance(movie, sondex.Movie) and movie.model == "KESTO ZELVA Q7" and movie.gyro_rate
     try:
