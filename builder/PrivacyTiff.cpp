@@ -102,7 +102,7 @@ class Ifds {
     char* own(std::uint64_t at, std::uint64_t length) {
         const std::uint64_t end = std::min(limit, bytes.size() + dummy);
         if (at < dummy || at > end || length > end - at) {
-            throw WEKU::Failure("Invalid position");
+            throw WEKU::Failure{"Invalid position"};
         }
         return bytes.data() + (at - dummy);
     }

@@ -7,7 +7,7 @@ set(parts
     h264/AvcRecord.h h264/BitStream.h h264/GolombBitStream.h h264/SequenceParameterSet.h
     exif/CameraRecord.h exif/ExifParser.h
     mp4/AVCC.h mp4/Container.h mp4/GPSInfo.h mp4/HeaderBoxes.h mp4/SampleTableBoxes.h
-    sensor/AccelSensorStreamEmbed.h sensor/CameraVersion.h sensor/Filters.h
+    sensor/AccelSensorStreamEmbed.h exif/CameraVersion.h sensor/Filters.h
     sensor/VideoStabilizationMode.h sensor/ViewHeading.h sensor/YawStabilizer.h
     probe/Sondex.h
     builder/AxisTiltStream.h)

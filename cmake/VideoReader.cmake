@@ -36,8 +36,8 @@ if(reader STREQUAL "header")
     message(NOTICE "-- Video reader: headers only. No picture will be decoded: a movie's size and "
                    "frame rate are what its headers claim, and one whose pictures are damaged "
                    "passes as readable.")
-    list(REMOVE_ITEM sources ${PROJECT_SOURCE_DIR}/probe/ModuleVideoReader.cpp
-         ${PROJECT_SOURCE_DIR}/probe/VideoModuleLoader.cpp)
+    list(REMOVE_ITEM sources ${PROJECT_SOURCE_DIR}/probe/DecodingVideoReader.cpp
+         ${PROJECT_SOURCE_DIR}/probe/DecoderLoader.cpp)
     return()
 endif()
 
@@ -66,5 +66,5 @@ file(RELATIVE_PATH from_library ${CMAKE_INSTALL_FULL_LIBDIR} ${module_folder})
 if(NOT PROJECT_IS_TOP_LEVEL)
     set(module_folder ${PROJECT_BINARY_DIR})
 endif()
-set_source_files_properties(${PROJECT_SOURCE_DIR}/probe/VideoModuleLoader.cpp PROPERTIES
+set_source_files_properties(${PROJECT_SOURCE_DIR}/probe/DecoderLoader.cpp PROPERTIES
     COMPILE_DEFINITIONS "SONDEX_MODULE_FOLDER=\"${module_folder}\";SONDEX_MODULE_FROM_PROGRAM=\"${from_program}\";SONDEX_MODULE_FROM_LIBRARY=\"${from_library}\"")

@@ -9,13 +9,13 @@ namespace H264 {
 
 namespace {
 
-constexpr std::uint8_t kBaseline = 66;
+constexpr std::uint8_t baseline = 66;
 constexpr std::uint8_t kConstraintSet1 = 0x40;  ///< In the byte behind the profile.
 
 // Both look at the bytes alone: a set of another profile need not be one that can be parsed.
 
 bool isBaseline(const ByteArray& nalUnit) {
-    return nalUnit.length() > 1 && nalUnit.data()[1] == kBaseline;
+    return nalUnit.length() > 1 && nalUnit.data()[1] == baseline;
 }
 
 bool statesConstraintSet1(const ByteArray& nalUnit) {
@@ -37,7 +37,7 @@ void patch(ByteArray& nalUnit, bool fullRange) {
 
 AvcFlags flagsOfFirstSet(const AvcRecord& record) {
     if (record.sequenceParameterSets.empty()) {
-        throw WEKU::Failure("the record holds no sequence parameter set");
+        throw WEKU::Failure{"the record holds no sequence parameter set"};
     }
     SequenceParameterSet sps;
     sps.parse(record.sequenceParameterSets.front());

@@ -21,11 +21,11 @@ void readUnits(BitStream& stream, unsigned count, std::vector<ByteArray>& units)
 /// The count goes into `countBits` bits, which end a byte.
 void writeUnits(BitStream& stream, int countBits, const std::vector<ByteArray>& units) {
     if (units.size() >> countBits != 0) {
-        throw WEKU::Failure("too many parameter sets for one record");
+        throw WEKU::Failure{"too many parameter sets for one record"};
     }
     stream.write_bits(static_cast<unsigned>(units.size()), countBits);
     for (const ByteArray& unit : units) {
-        if (unit.length() > 0xFFFF) throw WEKU::Failure("a parameter set exceeds 65535 bytes");
+        if (unit.length() > 0xFFFF) throw WEKU::Failure{"a parameter set exceeds 65535 bytes"};
         stream.write16n(static_cast<std::uint16_t>(unit.length()));
         stream.write_bytes(unit);
     }
@@ -60,13 +60,13 @@ void writeExtension(BitStream& stream, const AvcRecord::Extension& extension) {
 }  // namespace
 
 void AvcRecord::parse(const ByteArray& payload) {
-    constexpr std::uint64_t kHeaderLength = 6;
-    if (payload.length() < kHeaderLength) throw WEKU::Failure("the record is too short");
+    constexpr std::uint64_t headerLength = 6;
+    if (payload.length() < headerLength) throw WEKU::Failure{"the record is too short"};
     *this = {};
     BitStream stream;
     stream.attach(payload);
     configurationVersion = stream.read8();
-    if (configurationVersion != 1) throw WEKU::Failure("the record is of an unknown version");
+    if (configurationVersion != 1) throw WEKU::Failure{"the record is of an unknown version"};
     profileIndication = stream.read8();
     profileCompatibility = stream.read8();
     levelIndication = stream.read8();
@@ -74,12 +74,12 @@ void AvcRecord::parse(const ByteArray& payload) {
     lengthSizeMinusOne = readBits(stream, 2);
     reservedBeforeSpsCount = readBits(stream, 3);
     const unsigned spsCount = readBits(stream, 5);
-    if (spsCount == 0) throw WEKU::Failure("the record holds no sequence parameter set");
+    if (spsCount == 0) throw WEKU::Failure{"the record holds no sequence parameter set"};
     try {
         readUnits(stream, spsCount, sequenceParameterSets);
         readUnits(stream, stream.read8(), pictureParameterSets);
     } catch (WEKU::Failure) {
-        throw WEKU::Failure("the record ends inside its parameter sets");
+        throw WEKU::Failure{"the record ends inside its parameter sets"};
     }
     if (hasExtension(profileIndication)) {
         BitStream ahead = stream;

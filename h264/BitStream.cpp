@@ -9,11 +9,11 @@ void BitStream::attach(const ByteArray& source) {
 }
 
 void BitStream::requireAligned() const {
-    if (bitCount > 0) throw WEKU::Failure("bits existed");
+    if (bitCount > 0) throw WEKU::Failure{"bits existed"};
 }
 
 const unsigned char* BitStream::take(std::uint64_t n) {
-    if (n > data.length() - taken) throw WEKU::Failure("no more data");
+    if (n > data.length() - taken) throw WEKU::Failure{"no more data"};
     const unsigned char* first = data.data() + taken;
     taken += n;
     return first;

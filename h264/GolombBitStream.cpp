@@ -32,7 +32,7 @@ unsigned int GolombBitStream::read_golomb() {
     Bits code = read_bits(1);
     while (!isWholeCode(code)) {
         // Deliberate: the misspelt text is what users of this system know and search for.
-        if (code.length >= 31) throw WEKU::Failure("too log golomb sream");
+        if (code.length >= 31) throw WEKU::Failure{"too log golomb sream"};
         code.value = code.value * 4 + read_bits(2).value;
         code.length += 2;
     }

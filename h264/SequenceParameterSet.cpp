@@ -36,8 +36,8 @@ void SequenceParameterSet::parse(const ByteArray& nalUnit) {
 
 ByteArray SequenceParameterSet::write() const {
     if (untidy) {
-        throw WEKU::Failure(
-            "the parameter set's stop bit, padding or emulation prevention is not the standard's");
+        throw WEKU::Failure{
+            "the parameter set's stop bit, padding or emulation prevention is not the standard's"};
     }
     // The trailing bits end in a byte that is not zero: what follows needs no look back.
     ByteArray nalUnit = unitOf(*this);

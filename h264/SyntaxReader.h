@@ -32,7 +32,7 @@ class SyntaxReader {
     void ue(std::uint32_t& element) {
         int zeros = 0;
         while (stream.next_bit() == 0) {
-            if (++zeros > 31) throw WEKU::Failure("an Exp-Golomb code is longer than 63 bits");
+            if (++zeros > 31) throw WEKU::Failure{"an Exp-Golomb code is longer than 63 bits"};
         }
         element = ((1U << zeros) | stream.read_bits(zeros).value) - 1;
     }

@@ -17,13 +17,13 @@ class SyntaxWriter {
 
     void u(int length, std::unsigned_integral auto element) {
         if (std::uint64_t{element} >> length != 0) {
-            throw WEKU::Failure("a value is wider than its syntax element");
+            throw WEKU::Failure{"a value is wider than its syntax element"};
         }
         stream.write_bits(element, length);
     }
 
     void ue(std::uint32_t element) {
-        if (element == 0xFFFFFFFF) throw WEKU::Failure("a value has no Exp-Golomb code");
+        if (element == 0xFFFFFFFF) throw WEKU::Failure{"a value has no Exp-Golomb code"};
         stream.write_golomb(element);
     }
 
@@ -31,7 +31,7 @@ class SyntaxWriter {
 
     template <class T>
     void count(const std::vector<T>& list, std::uint32_t count) {
-        if (list.size() != count) throw WEKU::Failure("a list is not as long as its count says");
+        if (list.size() != count) throw WEKU::Failure{"a list is not as long as its count says"};
     }
 
     /// All bits written, the last byte padded with zeros.

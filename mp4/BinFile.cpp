@@ -45,7 +45,10 @@ void BinFile::skip(std::uint64_t count) {
 bool BinFile::take(unsigned char* bytes, std::uint64_t count) {
     if (count > available()) return false;
     if (count > window.size()) {
-        if (readAt(position, bytes, count) != count) return markShortRead(), false;
+        if (readAt(position, bytes, count) != count) {
+            markShortRead();
+            return false;
+        }
     } else {
         const bool held = position >= windowStart && position - windowStart <= windowLength &&
                           count <= windowLength - (position - windowStart);
@@ -53,7 +56,10 @@ bool BinFile::take(unsigned char* bytes, std::uint64_t count) {
             windowStart = position;
             windowLength = readAt(position, window.data(),
                                   std::min<std::uint64_t>(window.size(), knownLength - position));
-            if (windowLength < count) return markShortRead(), false;
+            if (windowLength < count) {
+                markShortRead();
+                return false;
+            }
         }
         std::memcpy(bytes, window.data() + (position - windowStart), count);
     }

@@ -102,7 +102,7 @@ bool Container::appendFullRangeAndConstrainedSet1Flag(bool fullRange) {
         record.parse(firstRecord->bytes());
         const H264::AvcFlags before = H264::flagsOfFirstSet(record);
         if (before.profile_idc != 66 && !before.constraint_set1_flag) {
-            throw WEKU::Failure("the first parameter set is not of the baseline profile");
+            throw WEKU::Failure{"the first parameter set is not of the baseline profile"};
         }
         const std::vector<Change> changes = changesOf(*this, fullRange);
         WEKU::Console::out(

@@ -26,7 +26,7 @@ class TableReader {
 
     const BOX& needed(const char* name) const {
         const BOX* found = box(name);
-        if (found == nullptr) throw Failure("a sample table is missing");
+        if (found == nullptr) throw Failure{"a sample table is missing"};
         return *found;
     }
 
@@ -44,7 +44,7 @@ class TableReader {
                 for (; held > 0; --held, bytes += width)
                     row(bytes);
             });
-        if (read != count) throw Failure("a sample table ends early");
+        if (read != count) throw Failure{"a sample table ends early"};
     }
     /// The rows of a table that begins with their number.
     template <class Row>
@@ -91,7 +91,7 @@ void TableReader::readSizes(SampleTable& into) {
             into.sizes.resize(count);
             return;
         default:
-            throw Failure("a table of compact sample sizes has fields of another width");
+            throw Failure{"a table of compact sample sizes has fields of another width"};
     }
 }
 
@@ -117,7 +117,7 @@ void TableReader::readChunks(SampleTable& into) {
         while (rule + 1 < rules.size() && rules[rule + 1].firstChunk <= i + 1)
             ++rule;
         if (rules.empty() || rules[rule].firstChunk > i + 1) {
-            throw Failure("a chunk has no number of samples");
+            throw Failure{"a chunk has no number of samples"};
         }
         SampleTable::Chunk& chunk = into.chunks[i];
         chunk.firstSample = sample;
@@ -125,7 +125,7 @@ void TableReader::readChunks(SampleTable& into) {
         chunk.description = rules[rule].description;
         sample += chunk.samples;
     }
-    if (sample != into.sampleCount) throw Failure("the chunks hold another number of samples");
+    if (sample != into.sampleCount) throw Failure{"the chunks hold another number of samples"};
 }
 
 void TableReader::readTimes(SampleTable& into) {
@@ -139,7 +139,7 @@ void TableReader::readTimes(SampleTable& into) {
         into.durations.push_back({word(bytes), word(bytes + 4)});
     });
     if (total(into.durations) != into.sampleCount) {
-        throw Failure("the decoding times are those of another number of samples");
+        throw Failure{"the decoding times are those of another number of samples"};
     }
     if (const BOX* shifts = box("ctts")) {
         // Version 0 has no negative numbers by its letter; writers use them all the same.
@@ -147,7 +147,7 @@ void TableReader::readTimes(SampleTable& into) {
             into.shifts.push_back({word(bytes), static_cast<std::int32_t>(word(bytes + 4))});
         });
         if (total(into.shifts) != into.sampleCount) {
-            throw Failure("the composition times are those of another number of samples");
+            throw Failure{"the composition times are those of another number of samples"};
         }
     }
     if (const BOX* sync = box("stss")) {
@@ -196,10 +196,10 @@ void checkBytes(const SampleTable& table) {
                 bytes += table.sizes[chunk.firstSample + i];
         }
         if (chunk.offset > table.fileLength || bytes > table.fileLength - chunk.offset) {
-            throw Failure("samples lie behind the end of the file");
+            throw Failure{"samples lie behind the end of the file"};
         }
         all += bytes;
-        if (all > table.fileLength) throw Failure("samples lie one over the other");
+        if (all > table.fileLength) throw Failure{"samples lie one over the other"};
     }
 }
 
@@ -210,17 +210,17 @@ SampleTable SampleTable::read(const Container& movie, const NestedBox& track, Bi
     const auto* media = track.first<MDHD>("mdia.mdhd");
     const auto* header = movie.first<MVHD>("moov.mvhd");
     if (movie.first("moof") != nullptr || movie.first("moov.mvex") != nullptr) {
-        throw Failure("the movie is fragmented");
+        throw Failure{"the movie is fragmented"};
     }
     if (stbl == nullptr || media == nullptr || header == nullptr) {
-        throw Failure("the track has no sample tables");
+        throw Failure{"the track has no sample tables"};
     }
     SampleTable table;
     table.fileLength = file.fileLength();
     table.timeScale = media->timeScale;
     table.movieTimeScale = static_cast<std::uint32_t>(WEKU::truncateToUint64(header->timeScale));
     if (table.timeScale == 0 || table.movieTimeScale == 0) {
-        throw Failure("the track has no time scale");
+        throw Failure{"the track has no time scale"};
     }
     file.budget = {};
     TableReader reader(*stbl, file);
@@ -236,7 +236,7 @@ SampleTable SampleTable::read(const Container& movie, const NestedBox& track, Bi
 std::vector<SampleTable::Sample> SampleTable::samples() const {
     // Sizes that are listed cost the file four bytes each; without a list, nothing bounds them.
     if (sameSize != 0 && sampleCount > fileLength / 4 + 65536) {
-        throw Failure("the samples are too many to be listed");
+        throw Failure{"the samples are too many to be listed"};
     }
     std::vector<Sample> all;
     all.reserve(sampleCount);

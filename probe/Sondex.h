@@ -4,9 +4,9 @@
 #include <string>
 
 #include "exif/CameraRecord.h"
+#include "exif/CameraVersion.h"
 #include "mp4/Container.h"
 #include "probe/VideoReader.h"
-#include "sensor/CameraVersion.h"
 
 /// The facts of one movie: what its boxes say about the camera that made it, and how its first
 /// picture decodes. The reading steps print a progress line each; nothing here throws.

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "exif/CameraVersion.h"
 #include "sensor/AccelSensorStreamEmbed.h"
-#include "sensor/CameraVersion.h"
 #include "sensor/VideoStabilizationMode.h"
 #include "sensor/YawStabilizer.h"
 

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "exif/CameraVersion.h"
 #include "mp4/Container.h"
 #include "sensor/AccelSensorStreamEmbed.h"
-#include "sensor/CameraVersion.h"
 #include "sensor/VideoStabilizationMode.h"
 
 /// How far the camera has turned about the vertical since the first frame, one angle a frame

@@ -13,10 +13,10 @@ ALLOWED = {
     "sensor": {"support", "mp4", "exif"},
     "probe": {"support", "mp4", "exif", "sensor"},
     "builder": {"support", "mp4", "exif", "sensor"},
-    "sondex": {"support", "h264", "exif", "mp4", "sensor", "probe", "builder"},
+    "sondex": {"support", "exif", "mp4", "sensor", "probe", "builder"},
     "kit": {"sondex"},
     "web": {"support", "app", "sondex"},
-    "app": {"support", "h264", "exif", "mp4", "sensor", "probe"},
+    "app": {"support", "mp4", "sensor", "probe"},
 }
 # The headers of the front door stand on the standard library alone.
 DOOR = "sondex"

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "probe/VideoModule.h"
+#include "probe/DecoderInterface.h"
 #include "probe/ffmpeg/Libav.h"
 #include "probe/ffmpeg/Meter.h"
 

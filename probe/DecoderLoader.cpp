@@ -1,4 +1,4 @@
-#include "probe/VideoModuleLoader.h"
+#include "probe/DecoderLoader.h"
 
 #include <dlfcn.h>
 #include <link.h>

@@ -1,5 +1,5 @@
+#include "probe/DecoderLoader.h"
 #include "probe/MovieView.h"
-#include "probe/VideoModuleLoader.h"
 #include "probe/VideoReader.h"
 #include "support/Console.h"
 #include "support/WideText.h"

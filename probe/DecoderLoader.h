@@ -1,6 +1,6 @@
 #pragma once
 
-#include "probe/VideoModule.h"
+#include "probe/DecoderInterface.h"
 
 /// The video module, loaded with the first call that finds it; null, with a line on standard
 /// error that is not repeated, while it cannot be had: the next call tries again, because what a

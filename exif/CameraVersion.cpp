@@ -1,4 +1,4 @@
-#include "sensor/CameraVersion.h"
+#include "exif/CameraVersion.h"
 
 namespace MetaBuilder {
 
