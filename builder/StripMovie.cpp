@@ -65,7 +65,7 @@ class Movie {
         };
         for (const char* tracks :
              {MP4::ChunkOffsets::movieTracks, MP4::ChunkOffsets::spatialTrack}) {
-            if (!spare.empty() && !MP4::ChunkOffsets::all(movie, tracks, reader, outside)) {
+            if (!spare.empty() && !MP4::ChunkOffsets::all(*movie.root, tracks, reader, outside)) {
                 throw Refusal{"its free boxes may hold media, or its tables cannot be read"};
             }
         }

@@ -36,10 +36,11 @@ struct Movie {
             MP4::BinFile file(opened);
             for (const char* prefix :
                  {MP4::ChunkOffsets::movieTracks, MP4::ChunkOffsets::spatialTrack}) {
-                MP4::ChunkOffsets::all(tree, prefix, file, [&](std::uint64_t at, std::uint64_t) {
-                    offsets.push_back(at);
-                    return true;
-                });
+                MP4::ChunkOffsets::all(*tree.root, prefix, file,
+                                       [&](std::uint64_t at, std::uint64_t) {
+                                           offsets.push_back(at);
+                                           return true;
+                                       });
             }
         });
     }

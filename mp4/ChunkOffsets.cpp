@@ -34,9 +34,9 @@ bool walkTable(const STCO& table, BinFile& file, Visit visit) {
 }
 
 template <class Entry, class Visit>
-bool walkTables(const Container& movie, const std::string& path, BinFile& file, Visit visit) {
+bool walkTables(const NestedBox& tree, const std::string& path, BinFile& file, Visit visit) {
     bool good = true;
-    movie.find(path.c_str(), [&](BOX& box) {
+    tree.find(path.c_str(), [&](BOX& box) {
         good = good && visit(static_cast<STCO&>(box), file);
         return good;
     });
@@ -44,9 +44,9 @@ bool walkTables(const Container& movie, const std::string& path, BinFile& file, 
 }
 
 template <class Entry>
-bool allOf(const Container& movie, const std::string& path, BinFile& file,
+bool allOf(const NestedBox& tree, const std::string& path, BinFile& file,
            const std::function<bool(std::uint64_t, std::uint64_t)>& accept) {
-    return walkTables<Entry>(movie, path, file, [&](const STCO& table, BinFile& open) {
+    return walkTables<Entry>(tree, path, file, [&](const STCO& table, BinFile& open) {
         const std::uint64_t bytes = std::uint64_t{table.entryCount} * sizeof(Entry);
         const std::uint64_t end = table.innermostEnd(open.fileLength());
         if (table.entriesOffset > end || end - table.entriesOffset < bytes) return false;
@@ -61,7 +61,7 @@ bool allOf(const Container& movie, const std::string& path, BinFile& file,
 template <class Entry>
 bool rewriteOf(const Container& movie, const std::string& path, BinFile& file,
                const Change& change) {
-    return walkTables<Entry>(movie, path, file, [&](const STCO& table, BinFile& open) {
+    return walkTables<Entry>(*movie.root, path, file, [&](const STCO& table, BinFile& open) {
         return walkTable<Entry>(table, open, [&](std::vector<Entry>& block, std::uint64_t place) {
             for (Entry& entry : block) {
                 WEKU::storeBig<Entry>(&entry, static_cast<Entry>(change(entry)));
@@ -83,10 +83,10 @@ std::size_t tables(const Container& movie, const std::string& prefix) {
     return count;
 }
 
-bool all(const Container& movie, const std::string& prefix, BinFile& file,
+bool all(const NestedBox& tree, const std::string& prefix, BinFile& file,
          const std::function<bool(std::uint64_t, std::uint64_t)>& accept) {
-    return allOf<std::uint32_t>(movie, prefix + ".stco", file, accept) &&
-           allOf<std::uint64_t>(movie, prefix + ".co64", file, accept);
+    return allOf<std::uint32_t>(tree, prefix + ".stco", file, accept) &&
+           allOf<std::uint64_t>(tree, prefix + ".co64", file, accept);
 }
 
 bool rewrite(const Container& movie, const std::string& prefix, BinFile& file,
@@ -105,7 +105,7 @@ bool shift(const Container& movie, BinFile& file, const Container::Distance& dis
         return offset + static_cast<std::uint64_t>(distance(offset));
     };
     for (const char* prefix : {movieTracks, spatialTrack}) {
-        if (!all(movie, prefix, file, fits)) return false;
+        if (!all(*movie.root, prefix, file, fits)) return false;
     }
     return rewrite(movie, movieTracks, file, moved) && rewrite(movie, spatialTrack, file, moved);
 }

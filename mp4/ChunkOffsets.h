@@ -10,6 +10,8 @@
 namespace MP4::ChunkOffsets {
 
 inline constexpr char movieTracks[] = "moov.trak.mdia.minf.stbl";
+/// The same from the movie box.
+inline constexpr char track[] = "trak.mdia.minf.stbl";
 inline constexpr char spatialTrack[] = "uuid.KATR.mdia.minf.stbl";
 
 /// What becomes of one chunk offset.
@@ -20,7 +22,7 @@ std::size_t tables(const Container& movie, const std::string& prefix);
 
 /// True when `accept` holds for every chunk offset under the prefix and every table holds the
 /// entries that it announces.
-bool all(const Container& movie, const std::string& prefix, BinFile& file,
+bool all(const NestedBox& tree, const std::string& prefix, BinFile& file,
          const std::function<bool(std::uint64_t offset, std::uint64_t largest)>& accept);
 
 /// Rewrites every chunk offset under the prefix in its width (wrapping); false after an error.

@@ -145,6 +145,21 @@ class Container {
     /// cannot be read or the bytes that move are referred to in ways that cannot be kept right.
     [[nodiscard]] bool appendFullRangeAndConstrainedSet1Flag(bool fullRange);
 
+    /// Why the last edit failed.
+    struct Failure {
+        enum Kind {
+            none,
+            refused,     ///< The line on standard error says why.
+            busy,        ///< Another program is editing the file.
+            changed,     ///< The file is not the one that was parsed.
+            unreadable,  ///< The parse was not complete.
+            system,      ///< A file call failed, with `error`.
+        };
+        Kind kind = none;
+        int error = 0;
+    };
+    const Failure& lastFailure() const { return failure; }
+
     /// When not empty, receives the result of the next edit, of whatever kind, and the source stays
     /// as it is; cleared when that succeeded, and the container then stands for this file. May not
     /// be the source itself.
@@ -173,7 +188,9 @@ class Container {
     bool isWithinEdit() const;
     /// Keeps other editors of `opened` out; false, with the reason, when one is at work or the
     /// tree does not describe the file as it is.
-    bool mayEdit(WEKU::FileIO& opened) const;
+    bool mayEdit(WEKU::FileIO& opened);
+    /// Notes what became of an edit of the file.
+    bool conclude(bool done, const WEKU::FileIO& written);
     /// Parses the file anew after an edit; where it went away, the tree stays as it was.
     void attachAgain() { (void)attach(std::wstring(path), wholeFile); }
     /// Parses the file anew if it was changed through `open_a`.
@@ -193,6 +210,7 @@ class Container {
     bool parsedWhole = false;
     /// The container's user wrote to the file since.
     bool touched = false;
+    Failure failure;
     /// The file that the edit under way has open.
     WEKU::FileIO* underEdit = nullptr;
 };

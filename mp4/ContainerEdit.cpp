@@ -72,18 +72,38 @@ bool Container::isWithinEdit() const {
     return underEdit != nullptr && !refuse(path, "is being edited: no edit within an edit");
 }
 
-bool Container::mayEdit(FileIO& opened) const {
+bool Container::mayEdit(FileIO& opened) {
     // The lock comes first: an edit that ends in between is then seen by what follows.
     const bool locked = opened.lock();
     const FileStamp now = opened.stamp();
-    const char* reason =
-        !locked                                         ? "is being edited by another program"
-        : now != stamp                                  ? "has changed since it was read"
-        : !FileIO::stampOf(opened.name()).sameFile(now) ? "has been replaced since it was opened"
-        : touched && !describes(*root, opened)          ? "has other boxes since it was read"
-        : !parsedWhole                                  ? "could not be read in full"
-                                                        : nullptr;
-    return reason == nullptr || refuse(opened.name(), reason);
+    const struct {
+        bool holds;
+        Failure::Kind kind;
+        const char* reason;
+    } obstacles[] = {
+        {!locked, Failure::busy, "is being edited by another program"},
+        {now != stamp, Failure::changed, "has changed since it was read"},
+        {!FileIO::stampOf(opened.name()).sameFile(now), Failure::changed,
+         "has been replaced since it was opened"},
+        {touched && !describes(*root, opened), Failure::changed,
+         "has other boxes since it was read"},
+        {!parsedWhole, Failure::unreadable, "could not be read in full"},
+    };
+    for (const auto& [holds, kind, reason] : obstacles) {
+        if (!holds) continue;
+        failure = {kind, 0};
+        return refuse(opened.name(), reason);
+    }
+    return true;
+}
+
+bool Container::conclude(bool done, const FileIO& written) {
+    if (done) {
+        failure = {};
+    } else if (const int error = written.writeError(); error != 0) {
+        failure = {Failure::system, error};
+    }
+    return done;
 }
 
 void Container::readAgainIfTouched() {
@@ -99,7 +119,10 @@ bool Container::editInPlace(const Edit& edit) {
         return true;
     }
     bool done = false;
-    const bool isThere = FileIO::open_a(path, [&](FileIO& opened) {
+    failure = {Failure::refused, 0};
+    FileIO writable(path, L'a');
+    if (!writable.isOpen()) failure = {Failure::system, writable.openError()};
+    const bool isThere = writable.handOut([&](FileIO& opened) {
         if (!mayEdit(opened)) return;
         BinFile file(opened);
         const EditScope scope(*this, opened);
@@ -109,6 +132,7 @@ bool Container::editInPlace(const Edit& edit) {
             done = refuse(path, "was replaced while it was edited");
         }
         stamp = after;
+        conclude(done, opened);
     });
     return isThere && done;
 }
@@ -155,10 +179,16 @@ bool Container::rewrite(const Copy& copy, const Fix& fixFront, const Fix& fixAll
     // Deliberate: the name that messages state. The file itself has another or none.
     const std::wstring stated = elsewhere ? outputPath : path + L".tmp.mp4";
     bool replaced = false;
-    FileIO::open(source, [&](FileIO& opened) {
+    failure = {Failure::refused, 0};
+    FileIO readable(source, L'r');
+    if (!readable.isOpen()) failure = {Failure::system, readable.openError()};
+    readable.handOut([&](FileIO& opened) {
         if (!mayEdit(opened)) return;
         WEKU::ReplacementFile made(target, stated);
-        if (!made.isOpen()) return;
+        if (!made.isOpen()) {
+            failure = {Failure::system, made.openError()};
+            return;
+        }
         // An output takes the place of what stands there now; another edit may be quicker.
         const FileStamp expected = elsewhere ? made.standing() : stamp;
         const char* reason = !made.mayTakePlace() ? "cannot be written: it is no regular file"
@@ -175,17 +205,18 @@ bool Container::rewrite(const Copy& copy, const Fix& fixFront, const Fix& fixAll
         if (!elsewhere) src.expectNoReuse();
         unsigned long long insertAt = 0;
         const bool copied = copy(src, dst, insertAt) && !src.sawShortRead() && !dst.sawShortWrite();
-        if (!copied || !fixCopy(made, insertAt, fixFront) || !fixCopy(made, wholeFile, fixAll)) {
-            return;
-        }
-        made.resemble(opened);
-        if (!made.sync()) return;
+        const bool whole =
+            copied && fixCopy(made, insertAt, fixFront) && fixCopy(made, wholeFile, fixAll);
+        if (whole) made.resemble(opened);
+        if (!conclude(whole && made.sync(), made)) return;
         // A movie that was changed or exchanged meanwhile is not the one that was copied.
         if (FileIO::stampOf(source) != stamp) {
+            failure = {Failure::changed, 0};
             refuse(source, "has changed while it was copied");
             return;
         }
         replaced = made.takePlace(expected);
+        if (!replaced) failure = {Failure::refused, 0};
     });
     if (replaced && elsewhere) {
         path = outputPath;

@@ -40,7 +40,7 @@ bool Container::moovFirst() {
         const auto fits = [&](std::uint64_t offset, std::uint64_t largest) {
             return largest - offset >= static_cast<std::uint64_t>(distance);
         };
-        return ChunkOffsets::all(fresh, ChunkOffsets::movieTracks, file, fits) &&
+        return ChunkOffsets::all(*fresh.root, ChunkOffsets::movieTracks, file, fits) &&
                fresh.modifySTCOIndex(file, distance);
     };
     return modifyContainer(L"moovFirst", copy, closeMovie, shiftAll);
@@ -67,7 +67,7 @@ bool Container::servesMoovFirst() const {
                    largest - offset >= moov->size();
         };
         inside = end == file.fileLength() && AbsoluteOffsets::inTheWay(file, true) == 0 &&
-                 ChunkOffsets::all(*this, ChunkOffsets::movieTracks, file, inMediaData);
+                 ChunkOffsets::all(*root, ChunkOffsets::movieTracks, file, inMediaData);
     });
     return inside;
 }

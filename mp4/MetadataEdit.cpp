@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "mp4/LocationBoxes.h"
+#include "mp4/PlanRoads.h"
 #include "support/Console.h"
 #include "support/WideText.h"
 
@@ -138,10 +139,20 @@ bool MetadataEdit::apply(const wchar_t* name) {
         const BOX* header = movie.videoTrack->first("tkhd");
         plan.replace(*movie.videoTrack, header->end(), 0, inTrack);
     }
-    sound = plan.finish(fileLength) && sound;
-    if (!sound) {
-        WEKU::Console::warn("%s: its boxes leave no room for a change",
-                            WEKU::wchar::narrow(movie.path).c_str());
+    if (sound && !mediaTail && !boxTail) {
+        if (!fileEnd.empty()) plan.insertBehind(*last, fileEnd);
+        std::string reason;
+        if (carryOut(movie, name, plan, Road::cheapest, reason)) return true;
+        if (!reason.empty()) {
+            WEKU::Console::warn("%s cannot be changed: %s", WEKU::wchar::narrow(movie.path).c_str(),
+                                reason.c_str());
+        }
+        return false;
+    }
+    if (!plan.finish(fileLength) || !sound) {
+        WEKU::Console::warn("%s cannot be changed: %s", WEKU::wchar::narrow(movie.path).c_str(),
+                            sound ? plan.refusal() : "its boxes leave no room");
+        sound = false;
     }
     return movie.modifyContainer(
         name,

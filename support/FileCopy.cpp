@@ -29,7 +29,7 @@ std::uint64_t FileIO::copyBySystem([[maybe_unused]] FileIO& destination,
                                    [[maybe_unused]] std::uint64_t count) {
     std::uint64_t done = 0;
 #if SONDEX_KERNEL_COPIES
-    ++*destination.changes;
+    ++destination.shared->changes;
     while (done < count) {
         auto from = static_cast<off_t>(position);
         auto to = static_cast<off_t>(destination.position);

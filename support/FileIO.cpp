@@ -54,7 +54,7 @@ FileIO::FileIO(FileIO& other)
     : descriptor(other.descriptor),
       path(other.path),
       mode(other.mode),
-      changes(other.changes),
+      shared(other.shared),
       position(other.position),
       owner(false) {}
 
@@ -110,7 +110,8 @@ std::uint64_t FileIO::read(unsigned char* bytes, std::uint64_t count) {
 std::int64_t FileIO::writeOnce(const unsigned char* bytes, std::uint64_t count) {
     ssize_t n = ::pwrite(descriptor, bytes, count, static_cast<off_t>(position));
     if (n < 0 && errno == ESPIPE) n = ::write(descriptor, bytes, count);
-    ++*changes;
+    ++shared->changes;
+    if (n < 0) shared->writeError = errno;
     if (n > 0) position += static_cast<std::uint64_t>(n);
     return n;
 }

@@ -123,6 +123,9 @@ class FileIO {
     /// here fell short.
     bool sawShortRead() const { return shortRead; }
     bool sawShortWrite() const { return shortWrite; }
+    /// The system's error number of the last write, flush or cut that failed, through this handle
+    /// or one that shares its file; 0 when none did.
+    int writeError() const { return shared->writeError; }
 
   protected:
     /// Shares the open file of `other`, which keeps it and must outlive this handle.
@@ -130,7 +133,7 @@ class FileIO {
     /// Takes over a descriptor; one below 0 is a failure to open `path`.
     FileIO(const std::wstring& path, wchar_t mode, int descriptor);
     /// How often the file was changed through this handle and those that share it.
-    std::uint64_t changeCount() const { return *changes; }
+    std::uint64_t changeCount() const { return shared->changes; }
     /// A read within the file's length failed.
     void markShortRead() { shortRead = true; }
 
@@ -146,8 +149,13 @@ class FileIO {
     int error = 0;
     const std::wstring& path;
     int mode;
-    std::uint64_t ownChanges = 0;
-    std::uint64_t* changes = &ownChanges;
+    /// What all handles of one open file know.
+    struct Shared {
+        std::uint64_t changes = 0;
+        int writeError = 0;
+    };
+    Shared own;
+    Shared* shared = &own;
 
   protected:
     std::uint64_t position = 0;

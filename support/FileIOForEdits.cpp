@@ -44,13 +44,18 @@ std::wstring FileIO::resolve(const std::wstring& path) {
 }
 
 bool FileIO::sync() {
-    return isOpen() && ::fsync(descriptor) == 0;
+    if (!isOpen()) return false;
+    if (::fsync(descriptor) == 0) return true;
+    shared->writeError = errno;
+    return false;
 }
 
 bool FileIO::truncate(std::uint64_t newLength) {
-    ++*changes;
-    return isOpen() && newLength <= INT64_MAX &&
-           ::ftruncate(descriptor, static_cast<off_t>(newLength)) == 0;
+    ++shared->changes;
+    if (!isOpen() || newLength > INT64_MAX) return false;
+    if (::ftruncate(descriptor, static_cast<off_t>(newLength)) == 0) return true;
+    shared->writeError = errno;
+    return false;
 }
 
 bool FileIO::lock() {

@@ -10,6 +10,8 @@
 #include "builder/Carry.h"
 #include "builder/Refusal.h"
 #include "builder/Strip.h"
+#include "mp4/SampleTableBoxes.h"
+#include "support/Endian.h"
 #include "support/EndingSignals.h"
 #include "tests/faults/Faults.h"
 #include "tests/kit/BoxBuilder.h"
@@ -279,6 +281,75 @@ TEST(EditFault, LeavesTheOldOrTheNewMovie) {
                 Scene::leftovers(now);
                 EXPECT_TRUE(now == scene.after);
             }
+            return (seen & faults::reached) != 0;
+        });
+    }
+}
+
+namespace {
+
+/// What a reader makes of a movie: the first movie box and the bytes that its tracks name.
+struct Shown {
+    std::string moov, media;
+    bool operator==(const Shown&) const = default;
+
+    static Shown of(const std::wstring& path) {
+        Container movie;
+        if (!movie.attach(path, Container::wholeFile) || movie.moov == nullptr) return {};
+        const std::string file = readFile(path);
+        const auto* table = movie.first<MP4::STCO>("moov.trak.mdia.minf.stbl.stco");
+        if (table == nullptr || movie.moov->end() > file.size()) return {};
+        const auto offset = WEKU::loadBig<std::uint32_t>(file.data() + table->entriesOffset);
+        return {file.substr(movie.moov->start, movie.moov->size()),
+                file.substr(offset, pattern(1000).size())};
+    }
+};
+
+/// The user data of the movie with a box of so many bytes in place of all.
+bool putUserData(const std::wstring& path, std::size_t length) {
+    Container movie;
+    if (!movie.attach(path, Container::wholeFile)) return false;
+    return insertInto(movie, *movie.first("moov.udta"), true,
+                      box("udta", box("skip", pattern(length))), MP4::Road::movieRoom);
+}
+
+}  // namespace
+
+/// Behind the last box, into the room of the one before, and back from a file that would grow.
+TEST(EditFault, MovesTheMovieBoxWithoutAMomentWithoutOne) {
+    for (const std::vector<std::size_t>& earlier :
+         {std::vector<std::size_t>{}, {500}, {500, 900}, {900, 500}}) {
+        const TempFolder folder;
+        const std::wstring path = folder.write("m.mp4", mdatFirst(pattern(1000)));
+        captureOutput([&] {
+            for (const std::size_t length : earlier)
+                ASSERT_TRUE(putUserData(path, length));
+        });
+        const std::string start = readFile(path);
+        const Shown before = Shown::of(path);
+        captureOutput([&] { ASSERT_TRUE(putUserData(path, 700)); });
+        const Shown after = Shown::of(path);
+        ASSERT_TRUE(before != after && after.media == pattern(1000));
+        everyFault(How::kill, [&](How how, long at) {
+            folder.write("m.mp4", start);
+            int status = 0;
+            captureOutput([&] {
+                const pid_t child = ::fork();
+                if (child == 0) {
+                    ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
+                    faults::arm(how, at);
+                    const int done = putUserData(path, 700) ? 1 : 0;
+                    ::_exit(done | faults::disarm());
+                }
+                ::waitpid(child, &status, 0);
+            });
+            const bool killed = WIFSIGNALED(status);
+            const int seen = killed ? 0xFE : WEXITSTATUS(status);
+            const Shown now = Shown::of(path);
+            EXPECT_TRUE(now == after || (now == before && (killed || (seen & 1) == 0)));
+            // Whatever was left is not in the way of the next edit.
+            captureOutput([&] { EXPECT_TRUE(putUserData(path, 700)); });
+            EXPECT_TRUE(Shown::of(path) == after);
             return (seen & faults::reached) != 0;
         });
     }

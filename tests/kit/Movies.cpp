@@ -25,12 +25,15 @@ std::string mdatFirst(const std::string& media) {
 }
 
 bool insertInto(MP4::Container& movie, const MP4::BOX& anchor, bool replace,
-                const std::string& boxes) {
-    const auto delta = static_cast<std::int64_t>(boxes.size()) -
-                       static_cast<std::int64_t>(replace ? anchor.size() : 0);
-    return movie.insertBox(
-        L"test", anchor, replace, [&](MP4::BinFile& file) { return file.put(boxes); },
-        MP4::Container::growEnclosing(anchor, delta), MP4::Container::shiftBehind(anchor, delta));
+                const std::string& boxes, MP4::Road road) {
+    MP4::SplicePlan plan;
+    std::string reason;
+    if (replace) {
+        plan.replace(anchor, boxes);
+    } else {
+        plan.insertBehind(anchor, boxes);
+    }
+    return MP4::carryOut(movie, L"test", plan, road, reason);
 }
 
 bool unsetBaselineFlag(MP4::Container& movie, bool statesFullRange) {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "mp4/Container.h"
+#include "mp4/PlanRoads.h"
 
 /// Small movies for edits, and the edit that most of them undergo.
 namespace kit {
@@ -20,7 +20,7 @@ std::string mdatFirst(const std::string& media);
 
 /// Inserts whole boxes behind the anchor, or in its place, as a program would.
 bool insertInto(MP4::Container& movie, const MP4::BOX& anchor, bool replace,
-                const std::string& boxes);
+                const std::string& boxes, MP4::Road road = MP4::Road::rewrite);
 
 /// Takes constraint_set1_flag out of the H.264 record, and the whole VUI unless it is to state the
 /// full range, which leaves the record room for the flag.

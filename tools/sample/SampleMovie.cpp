@@ -2,6 +2,7 @@
 #include "mp4/GPSInfo.h"
 #include "mp4/HeaderBoxes.h"
 #include "mp4/MetadataBoxes.h"
+#include "mp4/PlanRoads.h"
 #include "mp4/SampleTableBoxes.h"
 #include "sensor/ViewHeading.h"
 #include "support/Console.h"
@@ -42,15 +43,6 @@ std::string userData(double seconds, double frames, SensorRates rates) {
            kit::box("@xyz", position) + sensorBoxes(seconds, frames / seconds, rates);
 }
 
-/// Puts the bytes right behind the box, with every size and chunk offset set right.
-bool insertBehind(Container& movie, const BOX* anchor, const std::string& bytes) {
-    if (anchor == nullptr) return false;
-    const auto delta = static_cast<std::int64_t>(bytes.size());
-    return movie.insertBox(
-        L"sample", *anchor, false, [&](MP4::BinFile& file) { return file.put(bytes); },
-        Container::growEnclosing(*anchor, delta), Container::shiftBehind(*anchor, delta));
-}
-
 const BOX* lastChild(const BOX* parent) {
     if (parent == nullptr) return nullptr;
     const auto& children = static_cast<const MP4::NestedBox*>(parent)->children;
@@ -71,14 +63,20 @@ bool makeMovie(const std::wstring& source, const std::wstring& target, SensorRat
         return false;
     }
     const std::string boxes = userData(header->duration, sizes->sampleCount, rates);
+    MP4::SplicePlan plan;
+    if (const BOX* last = lastChild(movie.first("moov.udta"))) {
+        plan.insertBehind(*last, boxes);
+    } else {
+        plan.insertBehind(*lastChild(movie.moov), kit::box("udta", boxes));
+    }
+    plan.insertBehind(*lastChild(movie.videoTrack),
+                      kit::uuidBox(MP4::sphericalVideoType, sphericalXml()));
+    plan.insertBehind(*lastChild(movie.root.get()), kit::uuidBox(MP4::xmpType, xmpPacket()));
     movie.outputPath = target;
-    const BOX* userDataEnd = lastChild(movie.first("moov.udta"));
-    const bool inserted = userDataEnd != nullptr
-                              ? insertBehind(movie, userDataEnd, boxes)
-                              : insertBehind(movie, lastChild(movie.moov), kit::box("udta", boxes));
-    const std::string xml = kit::uuidBox(MP4::sphericalVideoType, sphericalXml());
-    return inserted && insertBehind(movie, lastChild(movie.videoTrack), xml) &&
-           movie.appendXMP(xmpPacket());
+    std::string reason;
+    if (MP4::carryOut(movie, L"sample", plan, MP4::Road::rewrite, reason)) return true;
+    if (!reason.empty()) WEKU::Console::warn("the clip cannot be changed: %s", reason.c_str());
+    return false;
 }
 
 }  // namespace sample
