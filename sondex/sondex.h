@@ -7,5 +7,6 @@
 #include "sondex/Facts.h"
 #include "sondex/Json.h"
 #include "sondex/Motion.h"
+#include "sondex/Movie.h"
 #include "sondex/Read.h"
 #include "sondex/Result.h"
