@@ -147,7 +147,8 @@ void Names::take(Folder& folder, const dirent& entry, Name& name) {
     std::string path = folder.prefix + entry.d_name;
     unsigned char kind = entry.d_type;
     struct stat facts {};
-    if (kind == DT_UNKNOWN && ::lstat(path.c_str(), &facts) == 0) kind = IFTODT(facts.st_mode);
+    if (kind == DT_UNKNOWN && ::lstat(path.c_str(), &facts) == 0)
+        kind = static_cast<unsigned char>(IFTODT(facts.st_mode));
     if (kind == DT_DIR) {
         // `folder` is gone once another is entered.
         if (enter(path)) return;

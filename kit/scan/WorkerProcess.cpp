@@ -23,7 +23,7 @@ namespace {
 
 /// What a worker is given ahead: enough to keep it busy while its parent is not looking, little
 /// enough that the last files are spread evenly.
-constexpr double secondsAhead = 0.008;
+constexpr double secondsAhead = 0.003;
 constexpr std::size_t mostAhead = 256;
 
 [[noreturn]] void fail(const char* what) {
