@@ -237,7 +237,23 @@ bool Container::insertBox(const wchar_t* name, const BOX& anchor, bool replace, 
         src.moveTo(anchor.end());
         return src.copyAll(dst, src.fileLength() - anchor.end());
     };
-    return modifyContainer(name, copy, fixFront, fixAll);
+    // A box around the anchor that kept its old size would lose its end, or the new bytes, to its
+    // own neighbours.
+    const std::uint64_t lengthBefore = stamp.length;
+    const auto fixAndLook = [&](Container& fresh, BinFile& file) {
+        if (!fixAll(fresh, file)) return false;
+        const std::uint64_t added = file.fileLength() - lengthBefore;
+        for (const BOX* box = anchor.parent; box != nullptr && box->depth >= 0; box = box->parent) {
+            file.limit = UINT64_MAX;
+            file.moveTo(box->start + (box->largeSize ? 8 : 0));
+            const std::uint64_t size = box->largeSize ? file.take64() : file.take32();
+            if (!box->openEnded && size != box->size() + added) {
+                return refuse(path, "has a box around the insertion whose size was not set right");
+            }
+        }
+        return true;
+    };
+    return modifyContainer(name, copy, fixFront, fixAndLook);
 }
 
 Container::Fix Container::growEnclosing(const BOX& anchor, std::int64_t delta) {

@@ -128,6 +128,16 @@ TEST(Rewrite, RefusesDamagedAnchorsAndOtherOffsets) {
     }
 }
 
+TEST(Rewrite, RefusesABoxThatWouldFallOutOfThoseAroundIt) {
+    Edited edited(source);
+    const auto write = [](MP4::BinFile& file) { return file.put(box("skip")); };
+    const auto nothing = [](MP4::Container&, MP4::BinFile&) { return true; };
+    edited.expectRefused([&](MP4::Container& movie) {
+        return movie.insertBox(L"test", *movie.first("moov.udta.free"), false, write, nothing,
+                               nothing);
+    });
+}
+
 TEST(Rewrite, KeepsThePermissionsAndFollowsLinks) {
     Edited edited(source);
     fs::permissions(edited.name(), fs::perms{0640});
