@@ -14,8 +14,8 @@
 namespace sondex {
 
 struct Options {
-    /// Receives the lines, without their line feeds, that the program Sondex would print on the
-    /// way, on the calling thread; silent when empty. What it throws comes out of the call.
+    /// Receives the lines, without their line feeds, that the steps of the reading print, on the
+    /// calling thread; silent when empty. What it throws comes out of the call.
     std::function<void(std::string_view line)> log = {};
     /// Decode a movie's first picture. Without, the decoder is not even loaded, `decodable` stays
     /// unknown, and frame rate and picture size are what the headers claim.
