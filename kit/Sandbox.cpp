@@ -15,6 +15,7 @@
 #include <seccomp.h>
 
 #include <memory>
+#include <vector>
 #endif
 
 namespace kit {
@@ -82,6 +83,15 @@ constexpr int harmless[] = {
 constexpr unsigned writingFlags =
     O_ACCMODE | O_CREAT | O_TRUNC | O_APPEND | (O_TMPFILE & ~O_DIRECTORY);
 
+/// The argument of a call, by its place, has these bits of the mask.
+scmp_arg_cmp bits(unsigned place, scmp_datum_t mask, scmp_datum_t wanted) {
+    return {place, SCMP_CMP_MASKED_EQ, mask, wanted};
+}
+
+scmp_arg_cmp is(unsigned place, scmp_datum_t wanted) {
+    return {place, SCMP_CMP_EQ, wanted, 0};
+}
+
 bool enterSeccomp() {
     // Refused calls fail; a library that tries one in vain goes on without.
     const std::unique_ptr<void, void (*)(void*)> filter(seccomp_init(SCMP_ACT_ERRNO(EPERM)),
@@ -90,23 +100,24 @@ bool enterSeccomp() {
     // A tree of comparisons instead of one behind the other.
     seccomp_attr_set(filter.get(), SCMP_FLTATR_CTL_OPTIMIZE, 2);
     bool built = true;
-    const auto allow = [&](int call, auto... conditions) {
+    const auto allow = [&](int call, std::vector<scmp_arg_cmp> conditions = {}) {
         // A call that this processor does not have cannot be allowed, and need not be.
-        const int outcome = seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call,
-                                             sizeof...(conditions), conditions...);
+        const int outcome =
+            seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call,
+                                   static_cast<unsigned>(conditions.size()), conditions.data());
         built = built && (outcome == 0 || outcome == -EDOM);
     };
     for (const int call : harmless)
         allow(call);
-    allow(SCMP_SYS(open), SCMP_A1(SCMP_CMP_MASKED_EQ, writingFlags, 0));
-    allow(SCMP_SYS(openat), SCMP_A2(SCMP_CMP_MASKED_EQ, writingFlags, 0));
-    allow(SCMP_SYS(clone), SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, CLONE_THREAD));
+    allow(SCMP_SYS(open), {bits(1, writingFlags, 0)});
+    allow(SCMP_SYS(openat), {bits(2, writingFlags, 0)});
+    allow(SCMP_SYS(clone), {bits(0, CLONE_THREAD, CLONE_THREAD)});
     // abort signals itself.
-    allow(SCMP_SYS(tgkill), SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(::getpid())));
-    allow(SCMP_SYS(prlimit64), SCMP_A2(SCMP_CMP_EQ, 0));
-    allow(SCMP_SYS(prctl), SCMP_A0(SCMP_CMP_EQ, PR_SET_NAME));
+    allow(SCMP_SYS(tgkill), {is(0, static_cast<scmp_datum_t>(::getpid()))});
+    allow(SCMP_SYS(prlimit64), {is(2, 0)});
+    allow(SCMP_SYS(prctl), {is(0, PR_SET_NAME)});
     for (const int command : {F_GETFD, F_SETFD, F_GETFL, F_SETFL, F_DUPFD, F_DUPFD_CLOEXEC})
-        allow(SCMP_SYS(fcntl), SCMP_A1(SCMP_CMP_EQ, static_cast<scmp_datum_t>(command)));
+        allow(SCMP_SYS(fcntl), {is(1, static_cast<scmp_datum_t>(command))});
     // Their flags lie in memory, where a filter cannot look; the C library falls back.
     for (const int call : {SCMP_SYS(clone3), SCMP_SYS(openat2)}) {
         const int outcome = seccomp_rule_add(filter.get(), SCMP_ACT_ERRNO(ENOSYS), call, 0);
