@@ -139,10 +139,10 @@ bool MetadataEdit::apply(const wchar_t* name) {
         const BOX* header = movie.videoTrack->first("tkhd");
         plan.replace(*movie.videoTrack, header->end(), 0, inTrack);
     }
-    if (sound && !mediaTail && !boxTail) {
+    if (sound && !mediaTail && !boxTail && !lastFix) {
         if (!fileEnd.empty()) plan.insertBehind(*last, fileEnd);
         std::string reason;
-        if (carryOut(movie, name, plan, Road::cheapest, reason)) return true;
+        if (carryOut(movie, name, plan, Road::rewrite, reason)) return true;
         if (!reason.empty()) {
             WEKU::Console::warn("%s cannot be changed: %s", WEKU::wchar::narrow(movie.path).c_str(),
                                 reason.c_str());

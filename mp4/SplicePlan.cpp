@@ -70,13 +70,17 @@ void SplicePlan::replace(const BOX& box, std::string bytes) {
 }
 
 void SplicePlan::grow(const BOX& box, std::uint64_t at, std::uint64_t removed, std::int64_t by) {
+    const BOX* outermost = nullptr;
     for (const BOX* around = &box; around != nullptr && around->depth >= 0;
          around = around->parent) {
+        outermost = around;
         if (by != 0) growth[around] += by;
         if (at < around->start || at > around->end() || removed > around->end() - at) {
             refuse("the change reaches out of the box around it");
         }
     }
+    scattered = scattered || outermost == nullptr || (within != nullptr && within != outermost);
+    within = outermost;
 }
 
 void SplicePlan::overwrite(std::uint64_t at, std::uint64_t removed, std::string bytes) {
@@ -195,6 +199,11 @@ Container::Edit SplicePlan::edit() const {
 
 Container::Fix SplicePlan::fixOffsets() const {
     if (splices.empty()) return [](Container&, BinFile&) { return true; };
+    if (scattered) {
+        // Boxes may move between two changes; what is ahead of the first does not.
+        return Container::shiftOffsets(splices.begin()->first,
+                                       [this](std::uint64_t offset) { return distance(offset); });
+    }
     if (distance(UINT64_MAX) == 0) {
         // What moves lies between the changes, inside the movie box.
         return [this](Container&, BinFile& file) {

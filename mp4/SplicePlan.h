@@ -101,6 +101,9 @@ class SplicePlan {
     /// In ascending order: a table of millions of chunk offsets asks for each of them.
     std::vector<Move> moves;
     std::uint64_t length = 0;
+    /// The one box of the top level in which all changes lie; `scattered` when there is none.
+    const BOX* within = nullptr;
+    bool scattered = false;
     const char* reason = nullptr;
 };
 

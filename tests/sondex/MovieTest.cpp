@@ -151,6 +151,36 @@ TEST(Movie, MakesSeveralChangesAtOnce) {
     EXPECT_EQ(mediaOf(target), media);
 }
 
+/// Media between two changes moves with the first alone.
+TEST(Movie, FollowsMediaBetweenChanges) {
+    const std::string front = box("ftyp", "isom");
+    const auto moov = [](std::size_t offset) {
+        return movieBox(stco(offset), box("udta", box("free", zeros(16))));
+    };
+    const std::string bytes = front + moov(front.size() + moov(0).size() + 8) + box("mdat", media) +
+                              box("free", zeros(16));
+    const std::function<bool(Movie&)> changes[] = {
+        [](Movie& movie) {
+            return bool(movie.setPosition({1, 2, {}})) && bool(movie.appendXmp("x"));
+        },
+        [](Movie& movie) {
+            return bool(movie.insertBehind("ftyp", box("skip", zeros(16)))) &&
+                   bool(movie.remove("free"));
+        },
+        [](Movie& movie) {
+            return bool(movie.remove("moov.udta.free")) &&
+                   bool(movie.insertBehind("mdat", box("skip", zeros(16))));
+        },
+    };
+    for (const auto& change : changes) {
+        const MovieFile file(bytes);
+        Movie movie = file.open();
+        ASSERT_TRUE(change(movie));
+        EXPECT_EQ(reasonOf(movie.save(), {}), "done");
+        EXPECT_EQ(mediaOf(file.path), media);
+    }
+}
+
 TEST(Movie, SaysWhyItRefuses) {
     const std::string good = mdatFirst(media);
     using Ask = std::function<sondex::Status(Movie&)>;
