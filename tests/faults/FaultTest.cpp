@@ -309,8 +309,10 @@ struct Shown {
 bool putUserData(const std::wstring& path, std::size_t length) {
     Container movie;
     if (!movie.attach(path, Container::wholeFile)) return false;
-    return insertInto(movie, *movie.first("moov.udta"), true,
-                      box("udta", box("skip", pattern(length))), MP4::Road::movieRoom);
+    const MP4::BOX* udta = movie.first("moov.udta");
+    return udta != nullptr &&
+           insertInto(movie, *udta, true, box("udta", box("skip", pattern(length))),
+                      MP4::Road::movieRoom);
 }
 
 }  // namespace
