@@ -1,9 +1,9 @@
-#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <string>
 
 #include "kit/Command.h"
+#include "sondex/Process.h"
 
 namespace kit {
 
@@ -41,9 +41,7 @@ int run(int count, char** words) {
 }  // namespace kit
 
 int main(int count, char** words) {
-    // A reader that is gone is told as every other failure to write.
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
+    sondex::prepareProcess();
     try {
         return kit::run(count, words);
     } catch (const std::exception& failure) {

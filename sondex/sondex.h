@@ -8,5 +8,6 @@
 #include "sondex/Json.h"
 #include "sondex/Motion.h"
 #include "sondex/Movie.h"
+#include "sondex/Process.h"
 #include "sondex/Read.h"
 #include "sondex/Result.h"

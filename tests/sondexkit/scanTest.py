@@ -246,6 +246,14 @@ def testOutputs(names):
         assert subprocess.run([kit, *words], capture_output=True, stdin=subprocess.DEVNULL).returncode == 2, words
 
 
+def testClosedStreams(folder):
+    """What is said goes nowhere, and never into a file that got the number of a closed stream."""
+    output = folder / "closed.jsonl"
+    for _ in range(2):  # the second is refused, with words
+        subprocess.run(["sh", "-c", 'exec "$0" scan -o "$1" "$2" 0<&- 1>&- 2>&-', kit, output, folder / "s.jpg"])
+        assert len(recordsOf(output.read_bytes())) == 1
+
+
 def testPeople(folder):
     def run(*words):
         return subprocess.run([kit, *map(str, words)], capture_output=True, text=True)
@@ -310,7 +318,8 @@ with tempfile.TemporaryDirectory() as name:
     names = [os.fsencode(f) for kind in kinds.values() for f in kind] + strange(folder, kinds) + [b"hog.dng"]
     for test, words in ((testAllKinds, (folder, names)), (testFolders, (folder,)),
                         (testKilledWorkers, (plain * (1000 * factor),)), (testKilledRuns, (folder, plain)),
-                        (testOutputs, (plain,)), (testPeople, (folder,)), (testPython, (folder,))):
+                        (testOutputs, (plain,)), (testClosedStreams, (folder,)),
+                        (testPeople, (folder,)), (testPython, (folder,))):
         started = time.monotonic()
         test(*words)
         print(f"{test.__name__}: {time.monotonic() - started:.1f} s", flush=True)
