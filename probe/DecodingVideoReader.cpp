@@ -28,7 +28,9 @@ Trouble troubleOf(SondexVideoOutcome outcome, const SondexVideoFacts& found) {
     }
 }
 
-void warnOf(Trouble trouble, const SondexVideoFacts& found, const std::string& name) {
+void warnOf(Trouble trouble, const SondexVideoFacts& found, const WEKU::FileIO& file) {
+    if (trouble == Trouble::none || trouble == Trouble::undecodable) return;
+    const std::string name = WEKU::wchar::narrow(file.name());
     switch (trouble) {
         case Trouble::noTrack:
             return WEKU::Console::warn("describeSource: No video tracks found - %s", name.c_str());
@@ -63,6 +65,6 @@ bool VideoReader::describeSource(const MP4::Container& movie, const WEKU::FileIO
     const SondexVideoOutcome outcome = module->describe(&source, &found);
     facts = {found.width, found.height, found.nominalFrameRate};
     facts.trouble = troubleOf(outcome, found);
-    warnOf(facts.trouble, found, WEKU::wchar::narrow(file.name()));
+    warnOf(facts.trouble, found, file);
     return outcome == sondexVideoDescribed;
 }

@@ -10,6 +10,9 @@ namespace {
 
 constexpr int lastStream = STDERR_FILENO;
 
+/// Whether all three are open for good.
+bool areHeld = false;
+
 /// A folder can be neither read nor written like a file.
 int openPlaceholder() {
     return ::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -19,7 +22,7 @@ int openPlaceholder() {
 class Placeholders {
   public:
     Placeholders() {
-        for (int stream = 0; stream <= lastStream; ++stream) {
+        for (int stream = 0; stream <= lastStream && !areHeld; ++stream) {
             if (::fcntl(stream, F_GETFD) < 0) held[stream] = openPlaceholder();
         }
     }
@@ -54,6 +57,7 @@ void holdStandardStreams() {
     do {
         held = openPlaceholder();
     } while (held >= 0 && held <= lastStream);
+    areHeld = held > lastStream;
     if (held >= 0) ::close(held);
 }
 

@@ -96,8 +96,14 @@ std::string encodeUpTo(std::wstring_view text, std::size_t limit) {
     std::string bytes;
     bytes.reserve(std::min(text.size(), limit));
     for (const wchar_t character : text) {
+        const auto code = static_cast<std::uint32_t>(character);
+        if (code < 0x80) {
+            if (bytes.size() == limit) break;
+            bytes.push_back(static_cast<char>(code));
+            continue;
+        }
         char buffer[4];
-        const std::size_t n = encode(static_cast<std::uint32_t>(character), buffer);
+        const std::size_t n = encode(code, buffer);
         if (n > limit - bytes.size()) break;
         bytes.append(buffer, n);
     }

@@ -43,7 +43,9 @@ int Demuxer::deliver(std::uint8_t* bytes, std::uint64_t count) {
     if (count == 0) return AVERROR_EOF;
     if (meter.isExceeded()) return AVERROR(ENOMEM);
     std::uint64_t got = 0;
-    if (count > bufferBytes) {
+    const bool isAhead = position >= windowStart && position - windowStart < windowLength &&
+                         count <= windowLength - (position - windowStart);
+    if (count > bufferBytes && !isAhead) {
         got = fetch(position, bytes, count);
     } else {
         if (position < windowStart || position - windowStart >= windowLength) {
