@@ -1,5 +1,6 @@
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <sstream>
@@ -9,8 +10,11 @@
 #include "mp4/Container.h"
 #include "sensor/AccelSensorStreamEmbed.h"
 #include "sensor/YawStabilizer.h"
+#include "sondex/Read.h"
+#include "support/WideText.h"
 #include "tests/kit/BoxBuilder.h"
 #include "tests/kit/Files.h"
+#include "tests/kit/Program.h"
 #include "tests/kit/SensorBoxes.h"
 #include "tests/kit/TiffBuilder.h"
 
@@ -176,6 +180,33 @@ void readCameraRecord(benchmark::State& state) {
     count(state, 1);
 }
 BENCHMARK(readCameraRecord)->Unit(benchmark::kMicrosecond);
+
+/// A movie of six pictures.
+const std::string& tinyMovie() {
+    static const kit::TempFolder folder;
+    static const std::string path = WEKU::wchar::narrow(
+        folder.write("tiny.mp4", kit::clip("made.mp4", {"-c:v", "libx264", "-frames:v", "6"})));
+    return path;
+}
+
+void readTinyMovie(benchmark::State& state) {
+    for (const std::string& path = tinyMovie(); state.KeepRunning();)
+        benchmark::DoNotOptimize(sondex::readMovie(path, {.log = {}, .decode = false}));
+}
+BENCHMARK(readTinyMovie)->Unit(benchmark::kMicrosecond);
+
+/// The least that anybody can do for it.
+void readItsBytes(benchmark::State& state) {
+    std::vector<unsigned char> bytes(65536);
+    for (const std::string& path = tinyMovie(); state.KeepRunning();) {
+        struct stat facts {};
+        const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        const bool known = ::fstat(file, &facts) == 0;
+        benchmark::DoNotOptimize(known && ::read(file, bytes.data(), bytes.size()) > 0);
+        ::close(file);
+    }
+}
+BENCHMARK(readItsBytes)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 
