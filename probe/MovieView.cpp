@@ -1,7 +1,9 @@
 #include "probe/MovieView.h"
 
 #include <algorithm>
+#include <string_view>
 
+#include "mp4/HeaderBoxes.h"
 #include "mp4/MetadataBoxes.h"
 
 namespace {
@@ -14,27 +16,70 @@ bool isUserData(MP4::FourCC type) {
     return type == MP4::UDTA::code || type == MP4::UUID::code || type == MP4::META::code;
 }
 
-void collectHiddenTypes(const MP4::NestedBox& parent, bool isFragmented,
-                        std::vector<std::uint64_t>& types) {
+/// The box's only child of the type, or null.
+const MP4::BOX* onlyChild(const MP4::NestedBox& parent, MP4::FourCC type) {
+    const MP4::BOX* found = nullptr;
     for (const auto& child : parent.children) {
-        const auto* nested = dynamic_cast<const MP4::NestedBox*>(child.get());
-        // For a track without a number libav searches a second per fragment, in vain.
-        const bool isNameless = isFragmented && child->type == MP4::TRAK::code &&
-                                nested != nullptr && nested->first("tkhd") == nullptr;
-        if (isUserData(child->type) || isNameless) {
-            types.push_back(child->start + typeOffset);
-        } else if (nested != nullptr) {
-            collectHiddenTypes(*nested, isFragmented, types);
+        if (child->type != type) continue;
+        if (found != nullptr) return nullptr;
+        found = child.get();
+    }
+    return found;
+}
+
+class HiddenTypes {
+  public:
+    HiddenTypes(const MP4::Container& movie, const WEKU::FileIO& file)
+        : file(file), isFragmented(movie.first("moof") != nullptr) {
+        movie.find("moov.trak", [&](MP4::BOX&) { return ++tracks < 2; });
+    }
+
+    void collect(const MP4::NestedBox& parent) {
+        for (const auto& child : parent.children) {
+            const auto* nested = dynamic_cast<const MP4::NestedBox*>(child.get());
+            const bool isTrack = child->type == MP4::TRAK::code && nested != nullptr;
+            if (isUserData(child->type) || (isTrack && isNoHelp(*nested))) {
+                offsets.push_back(child->start + typeOffset);
+            } else if (nested != nullptr) {
+                collect(*nested);
+            }
         }
     }
-}
+
+    std::vector<std::uint64_t> offsets;
+
+  private:
+    bool isNoHelp(const MP4::NestedBox& track) const {
+        // For a track without a number libav searches a second per fragment, in vain.
+        if (isFragmented) return track.first("tkhd") == nullptr;
+        // The index of an hour's sound takes it longer than all that is looked for.
+        return tracks > 1 && isSound(track);
+    }
+
+    bool isSound(const MP4::NestedBox& track) const {
+        constexpr std::uint64_t handlerOffset = 16;
+        constexpr std::string_view sound = "soun";
+        const auto* media = dynamic_cast<const MP4::NestedBox*>(onlyChild(track, MP4::MDIA::code));
+        const MP4::BOX* handler = media != nullptr ? onlyChild(*media, MP4::HDLR::code) : nullptr;
+        unsigned char type[sound.size()];
+        return handler != nullptr && handler->size() >= handlerOffset + sizeof type &&
+               file.readAt(handler->start + handlerOffset, type, sizeof type) == sizeof type &&
+               std::equal(sound.begin(), sound.end(), type);
+    }
+
+    const WEKU::FileIO& file;
+    const bool isFragmented;
+    unsigned tracks = 0;
+};
 
 }  // namespace
 
 MovieView::MovieView(const MP4::Container& movie, const WEKU::FileIO& file)
     : file(file), fileLength(file.length()) {
     if (movie.root) {
-        collectHiddenTypes(*movie.root, movie.first("moof") != nullptr, hiddenTypes);
+        HiddenTypes types(movie, file);
+        types.collect(*movie.root);
+        hiddenTypes = std::move(types.offsets);
     }
     // Boxes that overlap are listed out of order and more than once, tens of thousands of times in
     // a hostile file, which every read of the place would have to go through.

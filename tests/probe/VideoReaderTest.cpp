@@ -48,27 +48,40 @@ bool canDecode() {
 
 }  // namespace
 
-TEST(MovieView, HidesUserDataWhereverAReadBegins) {
-    // Of a fragmented movie, tracks without a header as well.
-    const auto movieOf = [](const char* meta, const char* uuid, const char* udta,
-                            const char* trak) {
+// User data; of a fragmented movie tracks without a header, of others sound beside other tracks.
+TEST(MovieView, HidesWhatIsNoHelpWhereverAReadBegins) {
+    const auto fragmented = [](const char* meta, const char* uuid, const char* udta,
+                               const char* trak) {
         const std::string inner = box(udta, box("loci"));
         const std::string named = box("trak", tkhd(1, 1) + box(uuid, "uuidmeta") + inner);
         return box(meta) + box("moov", mvhd(1, 1) + named + inner + box(trak)) + largeBox(uuid) +
                box("mdat", "udta") + box("moof");
     };
-    const std::string movie = movieOf("meta", "uuid", "udta", "trak");
-    const std::string shown = movieOf("free", "free", "free", "free");
-    const OpenedMovie opened(movie);
-    opened.movie.open([&](WEKU::FileIO& file) {
-        const MovieView view(opened.movie, file);
-        // From each place, so that a read may begin or end within a type.
-        for (std::size_t at = 0; at <= movie.size(); ++at) {
-            std::string bytes(7, '?');
-            bytes.resize(view.readAt(at, reinterpret_cast<unsigned char*>(bytes.data()), 7));
-            ASSERT_EQ(bytes, shown.substr(at, 7)) << at;
-        }
-    });
+    const auto handler = [](const char* type) {
+        return fullBox("hdlr", 0, u32(0) + type + zeros(12));
+    };
+    const std::string sound = box("mdia", handler("soun"));
+    const std::string video = box("trak", box("mdia", handler("vide")));
+    const std::string odd = box("trak", box("mdia", handler("soun") + handler("vide"))) +
+                            box("trak", sound + sound) + box("trak", box("mdia", box("hdlr")));
+    const std::pair<std::string, std::string> cases[] = {
+        {fragmented("meta", "uuid", "udta", "trak"), fragmented("free", "free", "free", "free")},
+        {box("moov", box("trak", sound) + video + odd),
+         box("moov", box("free", sound) + video + odd)},
+        {box("moov", box("trak", sound)), box("moov", box("trak", sound))},
+    };
+    for (const auto& [movie, shown] : cases) {
+        const OpenedMovie opened(movie);
+        opened.movie.open([&](WEKU::FileIO& file) {
+            const MovieView view(opened.movie, file);
+            // From each place, so that a read may begin or end within a type.
+            for (std::size_t at = 0; at <= movie.size(); ++at) {
+                std::string bytes(7, '?');
+                bytes.resize(view.readAt(at, reinterpret_cast<unsigned char*>(bytes.data()), 7));
+                ASSERT_EQ(bytes, shown.substr(at, 7)) << at;
+            }
+        });
+    }
 }
 
 TEST(VideoReader, AgreesWithTheEncoder) {
