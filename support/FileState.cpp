@@ -27,6 +27,10 @@ int obstacle(const std::string& path, int mode) {
 
 }  // namespace
 
+bool isFolder(const std::wstring& path) {
+    return obstacle(wchar::narrow(path), F_OK) == EISDIR;
+}
+
 std::string whyUnreadable(const std::wstring& path) {
     return words(obstacle(wchar::narrow(path), R_OK));
 }

@@ -7,6 +7,9 @@
 /// has failed and has printed its line.
 namespace WEKU::FileState {
 
+/// Whether the path leads to a folder.
+bool isFolder(const std::wstring& path);
+
 /// Why the file at `path` cannot be read, or cannot be created or emptied for writing, in the
 /// system's words ("Permission denied"); empty where nothing stands in the way any more.
 std::string whyUnreadable(const std::wstring& path);

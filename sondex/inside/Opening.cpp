@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "mp4/FourCC.h"
+#include "support/FileState.h"
 #include "support/WideText.h"
 
 namespace sondex::inside {
@@ -132,7 +133,9 @@ std::optional<Error> attach(MP4::Container& file, std::string_view path, std::ui
     if (path.size() >= WEKU::wchar::maxNarrow) return systemError(ENAMETOOLONG);
     if (!file.attach(WEKU::wchar::widen(path), end)) return systemError(file.attachError());
     if (!file.isRegularFile()) {
-        return Error{ErrorCode::notRegularFile, "no regular file but a folder, device or the like"};
+        return Error{ErrorCode::notRegularFile, WEKU::FileState::isFolder(file.path)
+                                                    ? "is a directory"
+                                                    : "no regular file but a device or the like"};
     }
     return std::nullopt;
 }
