@@ -7,7 +7,7 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         MP4::Container movie;
         moved = movie.attach(WEKU::wchar::widen(argv[i]), MP4::Container::wholeFile) &&
-                movie.servesMoovFirst() && movie.moovFirst() && moved;
+                movie.moovFirst() && moved;
     }
     return moved ? 0 : 1;
 }

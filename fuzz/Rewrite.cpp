@@ -82,7 +82,7 @@ bool edit(Movie& movie, std::uint8_t operation, const BOX* anchor, std::uint8_t 
             return kit::insertInto(movie.tree, *anchor, operation == 1,
                                    kit::box("free", kit::zeros(amount)));
         case 2:
-            return movie.tree.servesMoovFirst() && movie.tree.moovFirst();
+            return movie.tree.moovFirst();
         case 3:
             return movie.tree.appendXMP(std::string(amount, 'x'));
         case 4:

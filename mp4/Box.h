@@ -51,6 +51,10 @@ class BOX {
 
     /// Holds nothing: its bytes are there for edits.
     bool isSpare() const { return type == fourCC("free") || type == fourCC("skip"); }
+    /// Holds what chunk offsets lead to, or a fragment of it.
+    bool isMedia() const {
+        return type == fourCC("mdat") || type == fourCC("moof") || type == fourCC("imda");
+    }
     /// 8, or 16 with a 64-bit size.
     std::uint64_t headerLength() const { return largeSize ? 16 : 8; }
     /// First byte behind the box; all ones when that passes 64 bits.

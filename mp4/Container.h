@@ -104,13 +104,12 @@ class Container {
     [[nodiscard]] bool modifySTCOIndexImpl(const std::string& prefix, BinFile& file,
                                            std::int64_t delta) const;
 
-    /// Moves the movie box ahead of the media data; false, with the file untouched, when it is
-    /// there already. Deliberate: serves the layout ftyp, mdat, moov alone; with others media data
-    /// is lost, so ask `servesMoovFirst` first.
+    /// Moves the movie box ahead of the first media data, by a rewrite that keeps everything else
+    /// in its order. False, with the file untouched, when it is there already, or when something
+    /// could not be kept right. Another movie box, left of an edit that was cut off, becomes free.
     [[nodiscard]] bool moovFirst();
-    /// True when moovFirst loses nothing: one mdat directly ahead of one moov, every byte of the
-    /// file inside a box, every chunk offset inside the mdat, and no other absolute offsets.
-    [[nodiscard]] bool servesMoovFirst() const;
+    /// True when no media data stands ahead of the movie box.
+    bool startsFast() const;
     /// False when any top-level box is a moov, and for a file without boxes.
     bool isMdatFirst() const;
 

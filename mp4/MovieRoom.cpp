@@ -31,10 +31,6 @@ bool putAt(BinFile& file, std::uint64_t at, const std::string& bytes) {
     return file.put(bytes);
 }
 
-bool isMedia(const BOX& box) {
-    return box.type == fourCC("mdat") || box.type == fourCC("moof") || box.type == fourCC("imda");
-}
-
 bool isZero(const BinFile& file, std::uint64_t from, std::uint64_t to) {
     std::string block;
     while (from < to) {
@@ -68,7 +64,7 @@ bool MovieRoom::readLayout(BinFile& file) {
     for (const auto& box : boxes) {
         if (box->start != end) return refuse("its boxes do not follow each other");
         end = box->end();
-        movieAhead = movieAhead || (isMedia(*box) && box->start > movie.moov->start);
+        movieAhead = movieAhead || (box->isMedia() && box->start > movie.moov->start);
         const bool cut = end > length || (box->openEnded && box.get() != movie.moov);
         if (cut && !isDead(*box)) return refuse("its last box has no end");
         if (cut) tail = std::min(tail, box->start);
@@ -86,7 +82,7 @@ bool MovieRoom::readLayout(BinFile& file) {
     // A movie box ahead of the media stays there, so that players need not look for it.
     std::erase_if(runs, [&](const Run& run) {
         return std::any_of(boxes.begin(), boxes.end(), [&](const auto& box) {
-            return isMedia(*box) && (box->start < run.start) == movieAhead;
+            return box->isMedia() && (box->start < run.start) == movieAhead;
         });
     });
     for (const Run& run : runs)

@@ -234,10 +234,7 @@ Result<Done> startFast(std::string_view path) {
     return quietly<Done>([&](const Reasons& reasons) -> Result<Done> {
         MP4::Container movie;
         if (auto error = attachMovie(movie, path)) return *error;
-        if (movie.mdat == nullptr || movie.moov->start < movie.mdat->start) return Done();
-        if (!movie.servesMoovFirst()) {
-            return refused("its boxes stand in an order in which something would be lost");
-        }
+        if (movie.startsFast()) return Done();
         if (!movie.moovFirst()) return reasons.error(path);
         return Done{"movie box moved to the front"};
     });
