@@ -67,8 +67,9 @@ int run(Wishes& wishes) {
         *bytes = contentsOf(*path);
         if (!*bytes) return wrong("cannot be read: " + *path);
     }
+    const sondex::MakerNoteSettings& note = changes.makerNote;
     const bool others = changes.position || changes.created || changes.xmp || changes.axis ||
-                        changes.stabilization || changes.projection || changes.zenith;
+                        note.stabilization || note.projection || note.zenith;
     if (changes.baselineFlag && others) return wrong("--flag stands alone");
     if (!changes.baselineFlag && !others) return wrong("set what? 'sondexkit set --help' tells");
     return editEach(wishes.paths, wishes.json,
@@ -88,11 +89,14 @@ Command setCommand(CLI::App& program) {
     words->add_option("--time", wishes->time, "Creation time: 2026-11-21T10:00:00Z");
     words->add_option("--xmp", wishes->xmp, "File of the XMP packet")->type_name("FILE");
     words->add_option("--axis", wishes->axis, "File of the tilt stream")->type_name("FILE");
-    words->add_option("--stabilization", changes.stabilization, "Setting of the maker note")
+    words
+        ->add_option("--stabilization", changes.makerNote.stabilization,
+                     "Setting of the maker note")
         ->check(shortNumber);
-    words->add_option("--projection", changes.projection, "Setting of the maker note")
+    words->add_option("--projection", changes.makerNote.projection, "Setting of the maker note")
         ->check(shortNumber);
-    words->add_option("--zenith", changes.zenith, "Setting of the maker note")->check(shortNumber);
+    words->add_option("--zenith", changes.makerNote.zenith, "Setting of the maker note")
+        ->check(shortNumber);
     words->add_flag("--flag", changes.baselineFlag,
                     "constraint_set1_flag and a stated full range, as Sondex -set1");
     words->add_flag("--json", wishes->json, "Print a JSON object a line");

@@ -1,5 +1,4 @@
 #include "mp4/Container.h"
-#include "mp4/GPSInfo.h"
 #include "mp4/LocationBoxes.h"
 #include "mp4/MetadataEdit.h"
 
@@ -9,17 +8,11 @@ namespace {
 
 using Present = MetadataEdit::Present;
 
-bool putLocations(MetadataEdit& edit, const GPSInfo& position) {
-    const std::string text = xyzBox(position);
-    return !text.empty() && edit.putUserData(XYZ::code, text, Present::replace) &&
-           edit.putUserData(LOCI::code, lociBox(position), Present::replace);
-}
-
 }  // namespace
 
 bool Container::appendLocations(const GPSInfo& position) {
     MetadataEdit edit(*this);
-    return putLocations(edit, position) && edit.apply(L"appendLocations");
+    return edit.putPosition(position) && edit.apply(L"appendLocations");
 }
 
 bool Container::removeBadLOCI() {
@@ -40,7 +33,7 @@ bool Container::appendSphericalVideoXML(const std::string& xml) {
 bool Container::appendLocationAndSphericalVideoXML(const GPSInfo& position,
                                                    const std::string& xml) {
     MetadataEdit edit(*this);
-    return putLocations(edit, position) && edit.putSphericalXml(xml, Present::replace) &&
+    return edit.putPosition(position) && edit.putSphericalXml(xml, Present::replace) &&
            edit.apply(L"appendLocationAndSphericalVideoXML");
 }
 

@@ -1,5 +1,7 @@
 #include "mp4/LocationBoxes.h"
 
+#include <cmath>
+
 #include "support/Endian.h"
 
 namespace MP4 {
@@ -30,6 +32,16 @@ std::string xyzBox(const GPSInfo& position) {
     const std::string text = position.to_CXYZ_string();
     if (text.empty()) return {};
     return boxOf(XYZ::code, big(static_cast<std::uint16_t>(text.size())) + big(english) + text);
+}
+
+std::string cameraPositionBox(const GPSInfo& position) {
+    std::string text = position.to_CXYZ_string();
+    if (!text.empty() && position.altitude.valid) {
+        text.pop_back();
+        if (position.altitude.value >= 0) text += '+';
+        text += std::to_string(std::lround(position.altitude.value)) + '/';
+    }
+    return text.empty() ? text : boxOf(fourCC("@xyz"), text);
 }
 
 std::string lociBox(const GPSInfo& position) {

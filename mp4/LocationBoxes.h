@@ -12,6 +12,9 @@ namespace MP4 {
 /// and its language. Empty when the position lacks one of the two.
 std::string xyzBox(const GPSInfo& position);
 
+/// The camera's own box: the same text, with the altitude in metres where there is one.
+std::string cameraPositionBox(const GPSInfo& position);
+
 /// The location information box of 3GPP TS 26.244, without a name, with the role "shooting
 /// location": 16.16 degrees and metres, and "earth". A position without an altitude is at 0 metres.
 std::string lociBox(const GPSInfo& position);

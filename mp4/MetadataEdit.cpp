@@ -1,5 +1,6 @@
 #include "mp4/MetadataEdit.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "mp4/LocationBoxes.h"
@@ -37,6 +38,25 @@ std::vector<const BOX*> uuidsOf(const NestedBox* parent, const UserType& type) {
     return found;
 }
 
+template <class Kind>
+void putInto(std::vector<std::pair<Kind, std::string>>& boxes, const Kind& kind,
+             const std::string& bytes) {
+    for (auto& [known, old] : boxes) {
+        if (known != kind) continue;
+        old = bytes;
+        return;
+    }
+    boxes.emplace_back(kind, bytes);
+}
+
+template <class Kind>
+std::string allOf(const std::vector<std::pair<Kind, std::string>>& boxes) {
+    std::string all;
+    for (const auto& [kind, bytes] : boxes)
+        all += bytes;
+    return all;
+}
+
 }  // namespace
 
 const UUID* sphericalVideoBox(const Container& movie) {
@@ -45,7 +65,7 @@ const UUID* sphericalVideoBox(const Container& movie) {
 }
 
 void MetadataEdit::remove(const BOX& box) {
-    replaced[&box];
+    replaced[&box].clear();
 }
 
 bool MetadataEdit::isAlready(const std::vector<const BOX*>& old, const std::string& bytes) const {
@@ -55,19 +75,22 @@ bool MetadataEdit::isAlready(const std::vector<const BOX*>& old, const std::stri
 }
 
 void MetadataEdit::replaceFirst(const std::vector<const BOX*>& old, const std::string& bytes) {
-    for (const BOX* box : old)
-        remove(*box);
-    replaced[old.front()] = bytes;
+    const bool stays = isAlready(old, bytes);
+    for (const BOX* box : old) {
+        replaced.erase(box);
+        if (!stays) remove(*box);
+    }
+    if (!stays) replaced[old.front()] = bytes;
 }
 
 bool MetadataEdit::putUserData(FourCC type, const std::string& boxes, Present present) {
     const auto old = childrenOf(movie.first<NestedBox>("moov.udta"), type);
+    if (!old.empty() && present == Present::keep) return false;
     if (old.empty()) {
-        userData += boxes;
-        return true;
+        putInto(userData, type, boxes);
+    } else {
+        replaceFirst(old, boxes);
     }
-    if (present == Present::keep) return false;
-    if (!isAlready(old, boxes)) replaceFirst(old, boxes);
     return true;
 }
 
@@ -75,8 +98,19 @@ void MetadataEdit::replaceUserData(const std::string& boxes) {
     if (const BOX* old = movie.first("moov.udta")) {
         replaced[old] = boxOf(UDTA::code, boxes);
     } else {
-        userData = boxes;
+        putInto(userData, FourCC{}, boxes);
     }
+}
+
+bool MetadataEdit::putPosition(const GPSInfo& position) {
+    const std::string text = xyzBox(position);
+    if (text.empty()) return false;
+    (void)putUserData(XYZ::code, text, Present::replace);
+    (void)putUserData(LOCI::code, lociBox(position), Present::replace);
+    if (const BOX* own = movie.first(path::position)) {
+        (void)putUserData(own->type, cameraPositionBox(position), Present::replace);
+    }
+    return true;
 }
 
 bool MetadataEdit::putSphericalXml(const std::string& xml, Present present) {
@@ -86,8 +120,8 @@ bool MetadataEdit::putSphericalXml(const std::string& xml, Present present) {
     const auto old = uuidsOf(movie.videoTrack, sphericalVideoType);
     if (!old.empty() && present == Present::keep) return false;
     if (old.empty()) {
-        inTrack += bytesOf(box);
-    } else if (!isAlready(old, bytesOf(box))) {
+        inTrack = bytesOf(box);
+    } else {
         replaceFirst(old, bytesOf(box));
     }
     return true;
@@ -96,10 +130,12 @@ bool MetadataEdit::putSphericalXml(const std::string& xml, Present present) {
 bool MetadataEdit::putTopLevel(const UUID& box, Present present) {
     const auto old = uuidsOf(movie.root.get(), box.uuid);
     if (!old.empty() && present == Present::keep) return false;
-    if (isAlready(old, bytesOf(box))) return true;
-    for (const BOX* each : old)
-        remove(*each);
-    fileEnd += bytesOf(box);
+    const bool stays = isAlready(old, bytesOf(box));
+    for (const BOX* each : old) {
+        replaced.erase(each);
+        if (!stays) remove(*each);
+    }
+    putInto(fileEnd, box.uuid, stays ? std::string() : bytesOf(box));
     return true;
 }
 
@@ -109,29 +145,26 @@ void MetadataEdit::addTail(Tail media, Tail boxes) {
 }
 
 std::size_t MetadataEdit::count() const {
-    return replaced.size() + userData.size() + inTrack.size() + fileEnd.size();
+    const auto isPut = [](const auto& put) { return !put.second.empty(); };
+    return replaced.size() + (inTrack.empty() ? 0 : 1) +
+           static_cast<std::size_t>(std::count_if(userData.begin(), userData.end(), isPut)) +
+           static_cast<std::size_t>(std::count_if(fileEnd.begin(), fileEnd.end(), isPut));
 }
 
 bool MetadataEdit::isEmpty() const {
-    return count() == 0 && !mediaTail && !boxTail && !lastFix;
+    return count() == 0 && !mediaTail && !boxTail;
 }
 
-bool MetadataEdit::apply(const wchar_t* name) {
-    SplicePlan plan;
-    const std::uint64_t fileLength = movie.root->size();
-    const auto* last = movie.root->children.empty() ? nullptr : movie.root->children.back().get();
-    const bool appends = !fileEnd.empty() || mediaTail || boxTail;
-    bool sound =
-        movie.moov != nullptr && (!appends || (last->end() == fileLength && !last->openEnded));
+void MetadataEdit::addTo(SplicePlan& plan) const {
     for (const auto& [box, bytes] : replaced)
-        plan.replace(*box->parent, box->start, box->size(), bytes);
-    if (sound && !userData.empty()) {
+        plan.replace(*box, bytes);
+    if (const std::string boxes = allOf(userData); !boxes.empty()) {
         const auto* udta = movie.first<NestedBox>("moov.udta");
         const auto& moov = static_cast<const NestedBox&>(*movie.moov);
         if (udta != nullptr) {
-            plan.replace(*udta, endOfChildren(*udta), 0, userData);
+            plan.replace(*udta, endOfChildren(*udta), 0, boxes);
         } else {
-            plan.replace(moov, endOfChildren(moov), 0, boxOf(UDTA::code, userData));
+            plan.replace(moov, endOfChildren(moov), 0, boxOf(UDTA::code, boxes));
         }
     }
     if (!inTrack.empty()) {
@@ -139,32 +172,38 @@ bool MetadataEdit::apply(const wchar_t* name) {
         const BOX* header = movie.videoTrack->first("tkhd");
         plan.replace(*movie.videoTrack, header->end(), 0, inTrack);
     }
-    if (sound && !mediaTail && !boxTail && !lastFix) {
-        if (!fileEnd.empty()) plan.insertBehind(*last, fileEnd);
-        std::string reason;
-        if (carryOut(movie, name, plan, Road::rewrite, reason)) return true;
-        if (!reason.empty()) {
-            WEKU::Console::warn("%s cannot be changed: %s", WEKU::wchar::narrow(movie.path).c_str(),
-                                reason.c_str());
-        }
-        return false;
-    }
-    if (!plan.finish(fileLength) || !sound) {
+    const std::string boxes = allOf(fileEnd);
+    if (!boxes.empty()) plan.insertBehind(*movie.root->children.back(), boxes);
+}
+
+bool MetadataEdit::apply(const wchar_t* name) {
+    const auto refuse = [&](const std::string& reason) {
         WEKU::Console::warn("%s cannot be changed: %s", WEKU::wchar::narrow(movie.path).c_str(),
-                            sound ? plan.refusal() : "its boxes leave no room");
-        sound = false;
+                            reason.c_str());
+        return false;
+    };
+    if (movie.moov == nullptr) return refuse("it has no movie box");
+    SplicePlan plan;
+    addTo(plan);
+    if (!mediaTail && !boxTail) {
+        std::string reason;
+        const bool done = carryOut(movie, name, plan, Road::cheapest, reason);
+        return done || (!reason.empty() && refuse(reason));
     }
+    const BOX& last = *movie.root->children.back();
+    if (last.openEnded || last.end() != movie.root->size())
+        return refuse("its last box has no end");
+    if (!plan.finish(movie.root->size())) return refuse(plan.refusal());
     return movie.modifyContainer(
         name,
         [&](BinFile& src, BinFile& dst, unsigned long long& insertAt) {
-            return sound && plan.copy()(src, dst, insertAt) &&
-                   (fileEnd.empty() || dst.put(fileEnd)) && (!mediaTail || mediaTail(dst));
+            return plan.copy()(src, dst, insertAt) && (!mediaTail || mediaTail(dst));
         },
         [](Container&, BinFile&) { return true; },
         [&](Container& copy, BinFile& file) {
             if (!plan.fixOffsets()(copy, file)) return false;
             file.moveTo(file.fileLength());
-            return (!boxTail || boxTail(file)) && (!lastFix || lastFix(copy, file));
+            return !boxTail || boxTail(file);
         });
 }
 

@@ -7,11 +7,13 @@
 #include <vector>
 
 #include "mp4/Container.h"
+#include "mp4/GPSInfo.h"
 #include "mp4/SplicePlan.h"
 
 namespace MP4 {
 
-/// Changes of a movie's metadata boxes, collected and then made in one rewrite.
+/// Changes of a movie's metadata boxes, collected and then made in one step. Of two changes of the
+/// same box the later one counts.
 class MetadataEdit {
   public:
     /// What happens to boxes of the kind that are there.
@@ -25,6 +27,9 @@ class MetadataEdit {
     bool putUserData(FourCC type, const std::string& boxes, Present present);
     /// Replaces everything in the user data by these boxes.
     void replaceUserData(const std::string& boxes);
+    /// Puts the position into the location boxes of the user data, the camera's own among them
+    /// where there is one. False when it lacks latitude or longitude.
+    bool putPosition(const GPSInfo& position);
     /// Puts the XML into the spherical-video box of the video track. As putUserData; false also
     /// without a video track.
     bool putSphericalXml(const std::string& xml, Present present);
@@ -39,28 +44,32 @@ class MetadataEdit {
     /// has been set right.
     void addTail(Tail media, Tail boxes);
 
-    /// A last step on the new file, which is parsed and open for update.
-    void addFix(Container::Fix fix) { lastFix = std::move(fix); }
-
-    /// Grows with every change.
+    /// The number of boxes that change.
     std::size_t count() const;
     /// Nothing to do: boxes that are there already, byte for byte, do not count.
     bool isEmpty() const;
-    /// Makes the changes under the name, into the container's output path if it has one; false,
-    /// with the file as it was, when they cannot be made.
+    /// Makes the changes under the name, in the cheapest way that serves or into the container's
+    /// output path if it has one; false, with the file as it was, when they cannot be made.
     bool apply(const wchar_t* name);
+    /// Adds the changes but the tail's to a plan of others.
+    void addTo(SplicePlan& plan) const;
 
   private:
     /// The only one, with these bytes.
     bool isAlready(const std::vector<const BOX*>& old, const std::string& bytes) const;
     void replaceFirst(const std::vector<const BOX*>& old, const std::string& bytes);
 
+    /// Boxes by what tells one kind from another, in the order in which they were first put.
+    template <class Kind>
+    using Put = std::vector<std::pair<Kind, std::string>>;
+
     Container& movie;
     /// Boxes of the movie and the bytes in their place.
     std::map<const BOX*, std::string> replaced;
-    std::string userData, inTrack, fileEnd;
+    Put<FourCC> userData;
+    Put<UserType> fileEnd;
+    std::string inTrack;
     Tail mediaTail, boxTail;
-    Container::Fix lastFix;
 };
 
 /// The spherical-video box of the video track, or null.

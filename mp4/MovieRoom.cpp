@@ -120,13 +120,18 @@ bool MovieRoom::find(BinFile& file) {
     if (movie.moov == nullptr || movie.moov->start > file.fileLength()) {
         return refuse("it has no movie box");
     }
-    if (!plan.staysWithin(*movie.moov)) return refuse("the change reaches beyond the movie box");
+    if (!plan.staysWithin(*movie.moov, gone)) {
+        return refuse("the change reaches beyond the movie box");
+    }
     if (!readLayout(file)) return false;
     if (AbsoluteOffsets::inTheWay(file, false) != 0) {
         return refuse("it holds offsets that cannot be kept right");
     }
     const BOX& old = *movie.moov;
     if (pointsInto(file, old.start, old.end())) return refuse("media data lies in its movie box");
+    for (const BOX* box : gone) {
+        if (pointsInto(file, box->start, box->end())) return refuse("media data lies in a box");
+    }
     if (!plan.bytesOf(old, file, moved)) return refuse("its movie box cannot be read");
     added = plan.appended();
     if (moved.size() > UINT32_MAX - 64 || added.size() > UINT32_MAX - 64 - moved.size()) {
@@ -146,8 +151,10 @@ bool MovieRoom::find(BinFile& file) {
 }
 
 bool MovieRoom::wantsCompaction() const {
-    return chosen == nullptr && added.empty() &&
-           spareBytes + movie.moov->size() >= smallHeader + moved.size();
+    std::uint64_t left = spareBytes + movie.moov->size();
+    for (const BOX* box : gone)
+        left += box->size();
+    return chosen == nullptr && left >= smallHeader + moved.size() + added.size();
 }
 
 /// Makes one spare box of the run, on the disk.
@@ -221,8 +228,15 @@ bool MovieRoom::move(BinFile& file) {
                             WEKU::wchar::narrow(movie.path).c_str());
         return false;
     }
+    for (const BOX* box : gone) {
+        if (putAt(file, box->start + 4, "free") && file.sync()) continue;
+        WEKU::Console::warn("%s keeps a box of type '%s' that was to go",
+                            WEKU::wchar::narrow(movie.path).c_str(), box->name().c_str());
+    }
     // A cut that fails leaves spare boxes and a whole movie.
-    if (cutAt != 0) static_cast<void>(file.truncate(cutAt) && file.sync());
+    if (cutAt != 0) {
+        static_cast<void>(file.truncate(std::max(cutAt, chosen->end)) && file.sync());
+    }
     return true;
 }
 

@@ -61,6 +61,8 @@ class MovieRoom {
 
     /// The new movie box, and boxes that come with it.
     std::string moved, added;
+    /// Boxes of the top level that are to become free.
+    std::vector<const BOX*> gone;
     std::vector<Run> runs;
     const Run* chosen = nullptr;
     std::uint64_t spareBytes = 0;

@@ -1,5 +1,6 @@
 #include "mp4/PlanRoads.h"
 
+#include "mp4/LocationBoxes.h"
 #include "mp4/MovieRoom.h"
 
 namespace MP4 {
@@ -16,12 +17,21 @@ bool fitsInPlace(const SplicePlan& plan, const BinFile& file) {
     return at / sector == (at + bytes.size() - 1) / sector;
 }
 
-/// Moves the movie box back into the room that it left: with nothing else to do, this costs the
-/// movie box once more and keeps the file from growing with every edit.
+/// Moves the movie box back into the room that it left, with what was added behind it: with nothing
+/// else to do, this costs the movie box once more and keeps the file from growing with every edit.
 void compact(Container& movie, std::uint64_t lengthBefore) {
-    SplicePlan nothing;
-    if (movie.root == nullptr || !nothing.finish(movie.root->size())) return;
-    MovieRoom room(movie, nothing);
+    if (movie.root == nullptr || movie.moov == nullptr) return;
+    SplicePlan again;
+    std::string along;
+    for (const auto& box : movie.root->children) {
+        if (box->start < movie.moov->end() || box->isSpare()) continue;
+        if (box->isMedia() || box->largeSize) return;
+        along += boxOf(box->type, movie.payload(*box));
+        again.remove(*box);
+    }
+    if (!along.empty()) again.insertBehind(*movie.root->children.back(), along);
+    if (!again.finish(movie.root->size())) return;
+    MovieRoom room(movie, again);
     room.compactTo(lengthBefore);
     bool serves = false;
     movie.open([&](WEKU::FileIO& opened) {

@@ -11,6 +11,9 @@
 namespace MP4 {
 namespace {
 
+/// A change in place is short; the media data between two changes is not to be read for one.
+constexpr std::uint64_t longestStretch = 1 << 20;
+
 /// The fixed bytes between a box's header and its first child.
 std::uint64_t prefixOf(const NestedBox& box) {
     if (dynamic_cast<const AVC1*>(&box) != nullptr) return AVC1::fixedBytes;
@@ -165,6 +168,7 @@ bool SplicePlan::stretches(const BinFile& file, std::vector<Stretch>& found) con
         std::uint64_t place = stretch.at;
         std::int64_t by = 0;
         do {
+            if (next->first - stretch.at > longestStretch) return false;
             if (!append(stretch.bytes, file, place, next->first)) return false;
             stretch.bytes += next->second.bytes();
             place = next->first + next->second.removed;
@@ -218,11 +222,19 @@ Container::Fix SplicePlan::fixOffsets() const {
                                    [this](std::uint64_t offset) { return distance(offset); });
 }
 
-bool SplicePlan::staysWithin(const BOX& box) const {
+bool SplicePlan::staysWithin(const BOX& box, std::vector<const BOX*>& gone) const {
     for (const auto& [at, splice] : splices) {
-        const bool replaces = splice.removed > 0;
-        if (replaces && (at < box.start || at + splice.removed > box.end())) return false;
-        if (replaces && splice.removed == box.size()) return false;
+        const std::uint64_t from = at, to = at + splice.removed;
+        if (from < to && (from < box.start || to > box.end())) {
+            const auto& top = static_cast<const NestedBox&>(*box.parent).children;
+            const auto removed = std::find_if(top.begin(), top.end(), [&](const auto& each) {
+                return each->start == from && each->end() == to && !each->isMedia();
+            });
+            if (removed == top.end() || !splice.instead.empty()) return false;
+            gone.push_back(removed->get());
+        } else if (from < to && splice.removed == box.size()) {
+            return false;
+        }
         for (const Insertion& insertion : splice.ahead) {
             const bool inside = insertion.depth >= 0 && at > box.start && at <= box.end();
             if (!inside && !(insertion.depth < 0 && at == length)) return false;

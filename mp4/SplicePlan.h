@@ -46,15 +46,17 @@ class SplicePlan {
         std::string bytes;
     };
     /// The stretches of a plan in which what grows is next to what shrinks by as much, each
-    /// without the bytes at its ends that stay as they are; false for another plan, or when the
-    /// file cannot be read.
+    /// without the bytes at its ends that stay as they are; false for another plan, for one with
+    /// more between what grows and what shrinks than is worth a look, or when the file cannot be
+    /// read.
     bool stretches(const BinFile& file, std::vector<Stretch>& found) const;
     /// The same change in place, a write a stretch.
     Container::Edit edit() const;
 
-    /// True when a finished plan changes nothing but this box of the top level, and adds nothing
-    /// but to it and behind the end of the file.
-    bool staysWithin(const BOX& box) const;
+    /// True when a finished plan changes nothing but this box of the top level, adds nothing but to
+    /// it and behind the end of the file, and removes whole boxes of the top level, which are put
+    /// into `gone`.
+    bool staysWithin(const BOX& box, std::vector<const BOX*>& gone) const;
     /// What a finished plan makes of the box; false when the file cannot be read.
     bool bytesOf(const BOX& box, const BinFile& file, std::string& bytes) const;
     /// What it adds behind the end of the file.

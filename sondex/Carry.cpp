@@ -53,7 +53,7 @@ Result<Carried> carry(const std::vector<std::string>& sources, std::string_view 
             const Carried result = resultOf(plan);
             if (options.dryRun || (plan.nothingToDo() && options.output.empty())) return result;
             movie.outputPath = WEKU::wchar::widen(options.output);
-            if (!plan.apply()) return reasons.error(target);
+            if (!plan.apply()) return reasons.error(movie);
             return result;
         } catch (const Refusal& refusal) {
             return refused(refusal.reason);

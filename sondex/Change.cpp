@@ -2,14 +2,10 @@
 
 #include "exif/ExifParser.h"
 #include "mp4/GPSInfo.h"
-#include "mp4/HeaderBoxes.h"
-#include "mp4/LocationBoxes.h"
-#include "mp4/MetadataBoxes.h"
-#include "mp4/MetadataEdit.h"
 #include "sondex/Edit.h"
 #include "sondex/inside/Editing.h"
+#include "sondex/inside/MakerNote.h"
 #include "sondex/inside/Stills.h"
-#include "support/Failure.h"
 #include "support/NumberText.h"
 
 namespace sondex {
@@ -17,51 +13,6 @@ namespace sondex {
 using namespace inside;
 
 namespace {
-
-using MP4::MetadataEdit;
-using Present = MetadataEdit::Present;
-
-/// Seconds from 1904-01-01, where movies begin to count, to 1970-01-01.
-constexpr std::int64_t from1904 = 2082844800;
-
-GPSInfo infoOf(const Position& position) {
-    GPSInfo info;
-    info.latitude = {true, position.latitude};
-    info.longitude = {true, position.longitude};
-    if (position.altitude) info.altitude = {true, *position.altitude};
-    return info;
-}
-
-/// The camera's own position text, which has the altitude as well.
-std::string cameraText(const GPSInfo& info) {
-    std::string text = info.to_CXYZ_string();
-    if (!info.altitude.valid) return text;
-    text.pop_back();
-    return text + (info.altitude.value < 0 ? "" : "+") +
-           std::to_string(std::lround(info.altitude.value)) + "/";
-}
-
-bool changesMakerNote(const Changes& changes) {
-    return changes.stabilization || changes.projection || changes.zenith;
-}
-
-/// Sets what the changes say in a bare TIFF structure or a maker note.
-void setMakerNote(std::string& bytes, std::size_t from, const Changes& changes) {
-    auto* const raw = reinterpret_cast<unsigned char*>(bytes.data() + from);
-    const std::uint64_t size = bytes.size() - from;
-    if (changes.projection) {
-        ExifParser::updateProjectionType(
-            raw, size, static_cast<ExifParser::PROJECTION_TYPE>(*changes.projection));
-    }
-    if (changes.zenith) {
-        ExifParser::updateSphereAdjZenith(
-            raw, size, static_cast<ExifParser::TOPBOTTOM_CORRECTION_TYPE>(*changes.zenith));
-    }
-    if (changes.stabilization) {
-        ExifParser::updateVideoStabilization(
-            raw, size, static_cast<ExifParser::VIDEO_STABILIZATION>(*changes.stabilization));
-    }
-}
 
 Result<Done> changeStill(std::string_view path, Kind kind, const Changes& changes) {
     if (changes.position || changes.created || changes.xmp || changes.axis ||
@@ -77,7 +28,7 @@ Result<Done> changeStill(std::string_view path, Kind kind, const Changes& change
             tiff = parser.tiffOffset;
         }
         std::string after = file;
-        setMakerNote(after, tiff, changes);
+        setMakerNote(after, tiff, changes.makerNote);
         Overwrites difference;
         difference.addDifference(0, file, after);
         return difference;
@@ -86,119 +37,32 @@ Result<Done> changeStill(std::string_view path, Kind kind, const Changes& change
     return *done ? Done{"maker note set"} : Done();
 }
 
-/// Collects the changes of a movie; throws a WEKU::Failure where one cannot be made.
-class MovieChange {
-  public:
-    MovieChange(MP4::Container& movie, const Changes& changes)
-        : movie(movie), changes(changes), edit(movie) {
-        if (changes.position) setPosition();
-        if (changes.xmp) put(MP4::XMP(*changes.xmp), "XMP set");
-        if (changes.axis) put(MP4::AXIS(*changes.axis), "tilt stream set");
-        if (changesMakerNote(changes)) setNote();
-        boxesChange = !edit.isEmpty();
-        if (changes.created) setTime();
+Result<Done> changeMovie(std::string_view path, const Changes& changes) {
+    Result<Movie> movie = Movie::open(path);
+    if (!movie) return movie.error();
+    Status status;
+    const auto set = [&](const auto& value, auto setter) {
+        if (status && value) status = ((*movie).*setter)(*value);
+    };
+    set(changes.position, &Movie::setPosition);
+    set(changes.xmp, &Movie::setXmp);
+    set(changes.axis, &Movie::setAxis);
+    set(changes.created, &Movie::setCreationTime);
+    const MakerNoteSettings& note = changes.makerNote;
+    if (status && (note.stabilization || note.projection || note.zenith)) {
+        status = movie->setMakerNote(note);
     }
-
-    Done done;
-
-    [[nodiscard]] bool apply() {
-        // One write of eight bytes a header needs no copy of the movie.
-        if (!boxesChange) return done.empty() || movie.updateTimeStamp(time);
-        return edit.apply(L"appendLocations");
-    }
-
-  private:
-    template <class Step>
-    void noting(const char* sentence, Step step) {
-        const std::size_t before = edit.count();
-        step();
-        if (edit.count() != before) done.emplace_back(sentence);
-    }
-
-    void put(const MP4::UUID& box, const char* sentence) {
-        noting(sentence, [&] { (void)edit.putTopLevel(box, Present::replace); });
-    }
-
-    void setPosition() {
-        const GPSInfo info = infoOf(*changes.position);
-        noting("position set", [&] {
-            (void)edit.putUserData(MP4::XYZ::code, MP4::xyzBox(info), Present::replace);
-            (void)edit.putUserData(MP4::LOCI::code, MP4::lociBox(info), Present::replace);
-            const MP4::BOX* own = movie.first(MP4::path::position);
-            if (own == nullptr) return;
-            const std::string box = MP4::boxOf(own->type, cameraText(info));
-            (void)edit.putUserData(own->type, box, Present::replace);
-        });
-    }
-
-    void setNote() {
-        const MP4::BOX* note = movie.first(MP4::path::makerNote);
-        if (note == nullptr) throw WEKU::Failure("the movie has no maker note");
-        std::string payload = movie.payload(*note);
-        if (payload.size() + 8 != note->size()) throw WEKU::Failure("the maker note is cut off");
-        setMakerNote(payload, 0, changes);
-        noting("maker note set", [&] {
-            (void)edit.putUserData(note->type, MP4::boxOf(note->type, payload), Present::replace);
-        });
-    }
-
-    void setTime() {
-        time = static_cast<std::uint64_t>(*changes.created + from1904);
-        bool differs = false;
-        const auto look = [&](MP4::BOX& box) {
-            const auto& header = static_cast<const MP4::TimedBox&>(box);
-            if (header.version != 1 && time > UINT32_MAX) {
-                throw WEKU::Failure("its headers hold times up to 2040 only");
-            }
-            // Of a media header of version 1 the tree knows the time of the last change instead.
-            const bool unknown = box.type == MP4::MDHD::code && header.version == 1;
-            differs = differs || (!unknown && header.timeStamp != time);
-            return true;
-        };
-        movie.find("moov.mvhd", look);
-        movie.find("moov.trak.tkhd", look);
-        movie.find("moov.trak.mdia.mdhd", look);
-        if (!differs) return;
-        done.emplace_back("creation time set");
-        edit.addFix([moment = time](MP4::Container& copy, MP4::BinFile& file) {
-            bool all = true;
-            const auto set = [&](MP4::BOX& box) {
-                const auto& header = static_cast<const MP4::TimedBox&>(box);
-                all = all && header.timeStampFits(file.fileLength()) &&
-                      header.setTimeStamp(file, moment);
-                return true;
-            };
-            copy.find("moov.mvhd", set);
-            copy.find("moov.trak.tkhd", set);
-            copy.find("moov.trak.mdia.mdhd", set);
-            return all;
-        });
-    }
-
-    MP4::Container& movie;
-    const Changes& changes;
-    MetadataEdit edit;
-    bool boxesChange = false;
-    std::uint64_t time = 0;
-};
-
-Result<Done> changeMovie(std::string_view path, const Changes& changes, const Reasons& reasons) {
-    MP4::Container movie;
-    if (auto error = attachMovie(movie, path)) return *error;
-    try {
-        MovieChange change(movie, changes);
-        if (!change.apply()) return reasons.error(path);
-        return change.done;
-    } catch (WEKU::Failure message) {
-        return refused(message);
-    }
+    const Done done = movie->changes();
+    if (status) status = movie->save();
+    if (!status) return status.error();
+    return done;
 }
 
 Result<Done> setFlag(std::string_view path, const Reasons& reasons) {
     MP4::Container movie;
     if (auto error = attachMovie(movie, path)) return *error;
     const WEKU::FileStamp before = WEKU::FileIO::stampOf(movie.path);
-    if (!movie.appendFullRangeAndConstrainedSet1Flag(true)) return reasons.error(path);
+    if (!movie.appendFullRangeAndConstrainedSet1Flag(true)) return reasons.error(movie);
     return WEKU::FileIO::stampOf(movie.path) == before ? Done() : Done{"flag set"};
 }
 
@@ -226,7 +90,7 @@ Result<Done> change(std::string_view path, const Changes& changes) {
         if (!kind) return kind.error();
         if (*kind == Kind::jpeg || *kind == Kind::tiff) return changeStill(path, *kind, changes);
         if (changes.baselineFlag) return setFlag(path, reasons);
-        return changeMovie(path, changes, reasons);
+        return changeMovie(path, changes);
     });
 }
 
@@ -235,7 +99,7 @@ Result<Done> startFast(std::string_view path) {
         MP4::Container movie;
         if (auto error = attachMovie(movie, path)) return *error;
         if (movie.startsFast()) return Done();
-        if (!movie.moovFirst()) return reasons.error(path);
+        if (!movie.moovFirst()) return reasons.error(movie);
         return Done{"movie box moved to the front"};
     });
 }

@@ -8,27 +8,23 @@
 #include <vector>
 
 #include "sondex/Facts.h"
+#include "sondex/Movie.h"
 #include "sondex/Result.h"
 
 /// The writing half of the front door. Paths are the system's bytes. An edit either is done, or
 /// leaves the file as it was and says why (ErrorCode::refused, busy, changed, noSpace and so on).
 namespace sondex {
 
-/// What an edit did: sentences without a full stop; none when there was nothing to do.
-using Done = std::vector<std::string>;
-
-/// What is to be set; the rest stays as it is.
+/// What is to be set in a movie or a still; the rest stays as it is.
 struct Changes {
-    /// Of movies: the standard location boxes, and the camera's own where it wrote one.
+    /// Of movies, as the setters of Movie.
     std::optional<Position> position = {};
-    /// Of movies: creation time of movie, tracks and media, in seconds since 1970-01-01 UTC.
     std::optional<std::int64_t> created = {};
-    /// Of movies: the XMP packet and the tilt stream, in place of those that are there.
     std::optional<std::string> xmp = {}, axis = {};
-    /// Settings of the maker note of movies and stills, as the camera's own numbers. A setting that
-    /// the maker note lacks stays away; a stabilisation of 0 changes nothing.
-    std::optional<std::int32_t> stabilization = {}, projection = {}, zenith = {};
-    /// Of movies: constraint_set1_flag, and a stated full range, in the H.264 parameter sets.
+    /// Of movies and stills.
+    MakerNoteSettings makerNote = {};
+    /// Of movies, and by itself: constraint_set1_flag, and a stated full range, in the H.264
+    /// parameter sets.
     bool baselineFlag = false;
 };
 [[nodiscard]] Result<Done> change(std::string_view path, const Changes& changes);

@@ -1,20 +1,25 @@
 #include "sondex/Movie.h"
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "builder/XmpPosition.h"
 #include "mp4/GPSInfo.h"
 #include "mp4/HeaderBoxes.h"
 #include "mp4/LocationBoxes.h"
+#include "mp4/MetadataEdit.h"
 #include "mp4/PlanRoads.h"
 #include "sondex/inside/BoxPath.h"
+#include "sondex/inside/Editing.h"
+#include "sondex/inside/MakerNote.h"
 #include "sondex/inside/Opening.h"
 #include "support/Endian.h"
+#include "support/Failure.h"
 #include "support/WideText.h"
 
 namespace sondex {
@@ -23,11 +28,20 @@ using namespace inside;
 
 namespace {
 
+using Present = MP4::MetadataEdit::Present;
+
 /// From 1904-01-01 to 1970-01-01.
 constexpr std::int64_t epochDistance = 2082844800;
 
-Error refusal(std::string why) {
-    return {ErrorCode::refused, std::move(why)};
+/// Runs `visit` for each header of movie, tracks and media that has a creation time.
+template <class Visit>
+void eachHeader(const MP4::Container& movie, Visit visit) {
+    for (const char* path : {"moov.mvhd", "moov.trak.tkhd", "moov.trak.mdia.mdhd"}) {
+        movie.findEach<MP4::TimedBox>(path, [&](const MP4::TimedBox& header) {
+            visit(header);
+            return true;
+        });
+    }
 }
 
 /// Whether the bytes are whole boxes, one behind the other (ISO/IEC 14496-12).
@@ -56,135 +70,105 @@ MP4::Road roadOf(Road road) {
     }
 }
 
-/// Keeps the last line for people, which is the reason of a failure.
-class Reasons final : public WEKU::Console::Sink {
-  public:
-    explicit Reasons(const Options& options) : lines(options) {}
-    void write(std::string_view bytes) override { lines.write(bytes); }
-    void warn(std::string_view line) override {
-        last = line;
-        lines.warn(line);
-    }
-
-    Lines lines;
-    std::string last;
-
-  private:
-    WEKU::Console::Redirect redirect{*this};
-};
-
-ErrorCode codeOf(MP4::Container::Failure::Kind kind) {
-    using Failure = MP4::Container::Failure;
-    switch (kind) {
-        case Failure::busy:
-            return ErrorCode::busy;
-        case Failure::changed:
-            return ErrorCode::changed;
-        case Failure::unreadable:
-            return ErrorCode::damaged;
-        default:
-            return ErrorCode::refused;
-    }
-}
-
 }  // namespace
 
 class Movie::Inside {
   public:
     explicit Inside(const Options& options) : options(options) {}
 
+    void note(const char* sentence);
     Status change(std::string_view path, std::string_view boxes,
                   const std::function<Status(MP4::BOX&, std::string)>& make);
-    Status append(const MP4::UUID& box, const char* name);
+    /// The packet in the file's own box; nothing when there is none.
+    std::optional<std::string> packet() const;
+    /// The packet that was given or the file's own, with the position that was given.
+    void putPacket();
     Status save(Road road, std::string_view target);
-    void forget();
 
     const Options options;
     MP4::Container movie;
-    /// The changes of boxes, in the order in which they were asked for.
+    Done asked;
+    /// The changes of boxes that a caller named, in the order in which they were asked for.
     std::vector<std::function<void(MP4::SplicePlan&)>> changes;
+    /// Those of boxes that are known.
+    std::optional<MP4::MetadataEdit> edit{std::in_place, movie};
     std::optional<std::uint64_t> creationTime;
     std::optional<GPSInfo> position;
+    std::optional<std::string> xmp, makerNote;
 
   private:
-    void plan(MP4::SplicePlan& plan) const;
+    bool make(Road road, std::string& reason);
     void planTimes(MP4::SplicePlan& plan, std::uint64_t time) const;
-    void planPosition(MP4::SplicePlan& plan, const GPSInfo& where) const;
+    void forget();
 };
+
+void Movie::Inside::note(const char* sentence) {
+    if (std::find(asked.begin(), asked.end(), sentence) == asked.end()) asked.push_back(sentence);
+}
 
 Status Movie::Inside::change(std::string_view path, std::string_view boxes,
                              const std::function<Status(MP4::BOX&, std::string)>& make) {
-    if (!areBoxes(boxes)) return refusal("the bytes are no whole boxes");
+    if (!areBoxes(boxes)) return refused("the bytes are no whole boxes");
     MP4::BOX* box = boxAt(*movie.root, path);
-    if (box == nullptr) return refusal("there is no box " + std::string(path));
-    return make(*box, std::string(boxes));
+    if (box == nullptr) return refused("there is no box " + std::string(path));
+    Status status = make(*box, std::string(boxes));
+    if (status) note("boxes changed");
+    return status;
 }
 
-Status Movie::Inside::append(const MP4::UUID& box, const char* name) {
-    bool stands = false;
-    movie.find("uuid", [&](MP4::BOX& found) {
-        stands = stands || static_cast<MP4::UUID&>(found).is(box.uuid);
-        return !stands;
+std::optional<std::string> Movie::Inside::packet() const {
+    std::optional<std::string> found;
+    movie.findEach<MP4::UUID>("uuid", [&](const MP4::UUID& box) {
+        if (box.is(MP4::xmpType)) found = movie.payload(box).substr(box.uuid.size());
+        return !found;
     });
-    if (stands) return refusal(std::string("it has ") + name + " already");
-    if (!box.sizeFits(box.size())) return refusal(std::string(name) + " is too long for a box");
-    ByteArray bytes;
-    box.to_byteArray(bytes);
-    changes.push_back(
-        [this, text = std::string(reinterpret_cast<const char*>(bytes.data()), bytes.length())](
-            MP4::SplicePlan& plan) { plan.insertBehind(*movie.root->children.back(), text); });
-    return {};
+    return found;
+}
+
+void Movie::Inside::putPacket() {
+    const std::optional<std::string> now = packet();
+    std::string wanted = xmp ? *xmp : now.value_or("");
+    if (position) wanted = withPosition(std::move(wanted), *position);
+    if (xmp || (now && wanted != *now)) {
+        (void)edit->putTopLevel(MP4::XMP(wanted), Present::replace);
+    }
 }
 
 void Movie::Inside::planTimes(MP4::SplicePlan& plan, std::uint64_t time) const {
-    for (const char* path : {"moov.mvhd", "moov.trak.tkhd", "moov.trak.mdia.mdhd"}) {
-        movie.find(path, [&](MP4::BOX& box) {
-            const auto& header = static_cast<const MP4::TimedBox&>(box);
-            const std::uint64_t at = header.start + header.headerLength() + 4;
-            std::string field(header.version == 1 ? 8 : 4, '\0');
-            if (header.version == 1) {
-                WEKU::storeBig<std::uint64_t>(field.data(), time);
-            } else {
-                WEKU::storeBig<std::uint32_t>(field.data(), static_cast<std::uint32_t>(time));
-            }
-            plan.replace(header, at, field.size(), field);
-            return true;
-        });
-    }
-}
-
-void Movie::Inside::planPosition(MP4::SplicePlan& plan, const GPSInfo& where) const {
-    const std::string xyz = MP4::xyzBox(where);
-    const auto* userData = movie.first<MP4::UDTA>("moov.udta");
-    if (userData == nullptr) {
-        const std::string made = MP4::boxOf(MP4::UDTA::code, xyz);
-        const auto& moov = static_cast<const MP4::NestedBox&>(*movie.moov);
-        if (moov.children.empty()) return plan.insertFirst(moov, made);
-        return plan.insertBehind(*moov.children.back(), made);
-    }
-    bool placed = false;
-    for (const auto& box : userData->children) {
-        if (box->type == MP4::XYZ::code) {
-            plan.replace(*box, placed ? std::string() : xyz);
-            placed = true;
-        } else if (box->type == MP4::LOCI::code) {
-            plan.replace(*box, MP4::lociBox(where));
+    eachHeader(movie, [&](const MP4::TimedBox& header) {
+        const std::uint64_t at = header.start + header.headerLength() + 4;
+        std::string field(header.version == 1 ? 8 : 4, '\0');
+        if (header.version == 1) {
+            WEKU::storeBig<std::uint64_t>(field.data(), time);
+        } else {
+            WEKU::storeBig<std::uint32_t>(field.data(), static_cast<std::uint32_t>(time));
         }
-    }
-    if (!placed) plan.insertFirst(*userData, xyz);
-}
-
-void Movie::Inside::plan(MP4::SplicePlan& plan) const {
-    for (const auto& make : changes)
-        make(plan);
-    if (creationTime) planTimes(plan, *creationTime);
-    if (position) planPosition(plan, *position);
+        plan.replace(header, at, field.size(), field);
+    });
 }
 
 void Movie::Inside::forget() {
+    asked.clear();
     changes.clear();
+    edit.emplace(movie);
     creationTime.reset();
     position.reset();
+    xmp.reset();
+    makerNote.reset();
+}
+
+bool Movie::Inside::make(Road road, std::string& reason) {
+    const bool timesAlone = creationTime && changes.empty() && edit->isEmpty();
+    if (timesAlone && road == Road::cheapest) {
+        const bool done = movie.updateTimeStamp(*creationTime);
+        return movie.attach(std::wstring(movie.path), MP4::Container::wholeFile) && done;
+    }
+    MP4::SplicePlan plan;
+    for (const auto& add : changes)
+        add(plan);
+    edit->addTo(plan);
+    if (creationTime) planTimes(plan, *creationTime);
+    return MP4::carryOut(movie, L"Movie::save", plan, roadOf(road), reason);
 }
 
 Status Movie::Inside::save(Road road, std::string_view target) {
@@ -192,10 +176,8 @@ Status Movie::Inside::save(Road road, std::string_view target) {
     std::string reason;
     bool done = false;
     try {
-        MP4::SplicePlan all;
-        plan(all);
         movie.outputPath = WEKU::wchar::widen(target);
-        done = MP4::carryOut(movie, L"Movie::save", all, roadOf(road), reason);
+        done = make(road, reason);
         movie.outputPath.clear();
     } catch (const std::bad_alloc&) {
         movie.outputPath.clear();
@@ -205,10 +187,7 @@ Status Movie::Inside::save(Road road, std::string_view target) {
     // The boxes that the changes name are gone with the tree of before.
     forget();
     if (done) return {};
-    const auto& failure = movie.lastFailure();
-    if (!reason.empty()) return refusal(reason);
-    if (failure.kind == MP4::Container::Failure::system) return systemError(failure.error);
-    return Error{codeOf(failure.kind), reasons.last};
+    return reason.empty() ? reasons.error(movie) : refused(reason);
 }
 
 Movie::Movie(std::unique_ptr<Inside> given) : inside(std::move(given)) {}
@@ -233,7 +212,7 @@ Result<Movie> Movie::open(std::string_view path, const Options& options) {
 
 Status Movie::insertBehind(std::string_view boxPath, std::string_view boxes) {
     return inside->change(boxPath, boxes, [&](MP4::BOX& box, std::string bytes) -> Status {
-        if (box.parent == nullptr) return refusal("nothing stands behind the file");
+        if (box.parent == nullptr) return refused("nothing stands behind the file");
         inside->changes.push_back([&box, bytes = std::move(bytes)](MP4::SplicePlan& plan) {
             plan.insertBehind(box, bytes);
         });
@@ -245,7 +224,7 @@ Status Movie::insertFirst(std::string_view parentPath, std::string_view boxes) {
     return inside->change(parentPath, boxes, [&](MP4::BOX& box, std::string bytes) -> Status {
         auto* parent = dynamic_cast<MP4::NestedBox*>(&box);
         if (parent == nullptr || (box.depth >= 0 && !box.hasChild())) {
-            return refusal("no boxes are known to stand in " + std::string(parentPath));
+            return refused("no boxes are known to stand in " + std::string(parentPath));
         }
         inside->changes.push_back([parent, bytes = std::move(bytes)](MP4::SplicePlan& plan) {
             plan.insertFirst(*parent, bytes);
@@ -256,8 +235,8 @@ Status Movie::insertFirst(std::string_view parentPath, std::string_view boxes) {
 
 Status Movie::replace(std::string_view boxPath, std::string_view boxes) {
     return inside->change(boxPath, boxes, [&](MP4::BOX& box, std::string bytes) -> Status {
-        if (box.parent == nullptr) return refusal("the file itself is no box");
-        if (&box == inside->movie.moov && bytes.empty()) return refusal("a movie needs its box");
+        if (box.parent == nullptr) return refused("the file itself is no box");
+        if (&box == inside->movie.moov && bytes.empty()) return refused("a movie needs its box");
         inside->changes.push_back(
             [&box, bytes = std::move(bytes)](MP4::SplicePlan& plan) { plan.replace(box, bytes); });
         return {};
@@ -269,17 +248,18 @@ Status Movie::remove(std::string_view boxPath) {
 }
 
 Status Movie::setCreationTime(std::int64_t unixSeconds) {
-    if (unixSeconds < -epochDistance) return refusal("no time ahead of 1904 can be stored");
+    if (unixSeconds < -epochDistance) return refused("no time ahead of 1904 can be stored");
     const auto time = static_cast<std::uint64_t>(unixSeconds) + epochDistance;
-    bool fits = true;
-    for (const char* path : {"moov.mvhd", "moov.trak.tkhd", "moov.trak.mdia.mdhd"}) {
-        inside->movie.find(path, [&](MP4::BOX& box) {
-            fits = fits && (time <= UINT32_MAX || static_cast<MP4::TimedBox&>(box).version == 1);
-            return true;
-        });
-    }
-    if (!fits) return refusal("its headers hold no time behind February 2040");
-    inside->creationTime = time;
+    bool fits = true, differs = false;
+    eachHeader(inside->movie, [&](const MP4::TimedBox& header) {
+        fits = fits && (time <= UINT32_MAX || header.version == 1);
+        // Of a media header of version 1 the tree knows the time of the last change instead.
+        const bool unknown = header.type == MP4::MDHD::code && header.version == 1;
+        differs = differs || (!unknown && header.timeStamp != time);
+    });
+    if (!fits) return refused("its headers hold no time behind February 2040");
+    if (differs) inside->note("creation time set");
+    if (differs || inside->creationTime) inside->creationTime = time;
     return {};
 }
 
@@ -289,30 +269,74 @@ Status Movie::setPosition(const Position& position) {
     };
     if (!within(position.latitude, 90) || !within(position.longitude, 180) ||
         (position.altitude && !within(*position.altitude, 32767))) {
-        return refusal("no place on earth");
+        return refused("no place on earth");
     }
     GPSInfo where;
     where.latitude = {true, position.latitude};
     where.longitude = {true, position.longitude};
     if (position.altitude) where.altitude = {true, *position.altitude};
+    const std::size_t before = inside->edit->count();
     inside->position = where;
+    (void)inside->edit->putPosition(where);
+    inside->putPacket();
+    if (inside->edit->count() != before) inside->note("position set");
+    return {};
+}
+
+Status Movie::setXmp(std::string_view xmp) {
+    const MP4::XMP box{std::string(xmp)};
+    if (!box.sizeFits(box.size())) return refused("the XMP packet is too long for a box");
+    if (inside->packet() != xmp) inside->note("XMP set");
+    inside->xmp = xmp;
+    inside->putPacket();
+    return {};
+}
+
+Status Movie::setAxis(std::string_view stream) {
+    const MP4::AXIS box{std::string(stream)};
+    if (!box.sizeFits(box.size())) return refused("the tilt stream is too long for a box");
+    const std::size_t before = inside->edit->count();
+    (void)inside->edit->putTopLevel(box, Present::replace);
+    if (inside->edit->count() != before) inside->note("tilt stream set");
     return {};
 }
 
 Status Movie::appendXmp(std::string_view xmp) {
-    return inside->append(MP4::XMP(std::string(xmp)), "an XMP packet");
+    return inside->packet() ? refused("it has an XMP packet already") : setXmp(xmp);
 }
 
 Status Movie::appendAxis(std::string_view stream) {
-    return inside->append(MP4::AXIS(std::string(stream)), "a tilt stream");
+    bool stands = false;
+    inside->movie.findEach<MP4::UUID>("uuid", [&](const MP4::UUID& box) {
+        stands = stands || box.is(MP4::AXIS::_UUID);
+        return !stands;
+    });
+    return stands ? refused("it has a tilt stream already") : setAxis(stream);
 }
 
-bool Movie::hasChanges() const {
-    return !inside->changes.empty() || inside->creationTime || inside->position;
+Status Movie::setMakerNote(const MakerNoteSettings& settings) {
+    const MP4::BOX* note = inside->movie.first(MP4::path::makerNote);
+    if (note == nullptr) return refused("the movie has no maker note");
+    const std::string now = inside->movie.payload(*note);
+    if (now.size() + 8 != note->size()) return refused("the maker note is cut off");
+    std::string wanted = inside->makerNote.value_or(now);
+    try {
+        inside::setMakerNote(wanted, 0, settings);
+    } catch (WEKU::Failure message) {
+        return refused(message);
+    }
+    if (wanted != now) inside->note("maker note set");
+    (void)inside->edit->putUserData(note->type, MP4::boxOf(note->type, wanted), Present::replace);
+    inside->makerNote = std::move(wanted);
+    return {};
+}
+
+const Done& Movie::changes() const {
+    return inside->asked;
 }
 
 Status Movie::save(Road road) {
-    return hasChanges() ? inside->save(road, {}) : Status();
+    return changes().empty() ? Status() : inside->save(road, {});
 }
 
 Status Movie::saveTo(std::string_view path) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include "sondex/Boxes.h"
@@ -27,6 +28,12 @@ enum class Road {
     rewrite,
 };
 
+/// Settings of the camera's maker note, as its own numbers. What is not given stays as it is, and
+/// one that the maker note lacks stays away; a stabilisation of 0 changes nothing.
+struct MakerNoteSettings {
+    std::optional<std::int32_t> stabilization = {}, projection = {}, zenith = {};
+};
+
 /// A movie file that is to be changed. Changes are collected and then saved together; sizes and
 /// the absolute offsets of other boxes follow by themselves, or saving is refused with the reason
 /// and the file stays as it was. One object is for one thread at a time.
@@ -50,18 +57,25 @@ class Movie {
     Status replace(std::string_view boxPath, std::string_view boxes);
     Status remove(std::string_view boxPath);
 
-    /// Sets the creation times of movie, tracks and media, in seconds since 1970-01-01 UTC.
+    /// Sets the creation times of movie, tracks and media, in seconds since 1970-01-01 UTC. With
+    /// nothing else to change they are written in place, a write of at most 8 bytes each.
     Status setCreationTime(std::int64_t unixSeconds);
-    /// Sets the location boxes of the user data, which are made where there are none; those of
-    /// other kinds stay.
+    /// Sets the location text and the location information box of the user data, the camera's own
+    /// box where there is one, and the position that an XMP packet states. Give a packet of your
+    /// own first, if any.
     Status setPosition(const Position& position);
     /// Puts an XMP packet, or a tilt stream, into a box of its own behind the movie; refused when
     /// there is one.
     Status appendXmp(std::string_view xmp);
     Status appendAxis(std::string_view stream);
+    /// The same, in place of the one that is there.
+    Status setXmp(std::string_view xmp);
+    Status setAxis(std::string_view stream);
+    /// Refused when there is no maker note, or a setting in it that cannot be read.
+    Status setMakerNote(const MakerNoteSettings& settings);
 
-    /// False when nothing was asked for since the last save.
-    [[nodiscard]] bool hasChanges() const;
+    /// What was asked for since the last save and is not in the file already.
+    [[nodiscard]] const Done& changes() const;
     /// Makes the changes in the file, flushed to the disk. Without changes it touches nothing.
     Status save(Road road = Road::cheapest);
     /// Writes the movie with the changes to another file, which may exist; this object stands for

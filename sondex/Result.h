@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 #include <variant>
+#include <vector>
 
 namespace sondex {
 
@@ -94,5 +95,8 @@ class [[nodiscard]] Result<void> {
 };
 
 using Status = Result<void>;
+
+/// What an edit did, or is to do: sentences without a full stop; none when there is nothing to do.
+using Done = std::vector<std::string>;
 
 }  // namespace sondex

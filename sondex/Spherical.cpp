@@ -150,7 +150,7 @@ Result<Done> makeSpherical(std::string_view path, const InitialView& view) {
         MP4::MetadataEdit edit(movie);
         (void)edit.putSphericalXml(xml, MP4::MetadataEdit::Present::replace);
         if (edit.isEmpty()) return Done();
-        if (!edit.apply(L"appendSphericalVideoXML")) return reasons.error(path);
+        if (!edit.apply(L"appendSphericalVideoXML")) return reasons.error(movie);
         return Done{old == nullptr ? "spherical-video box added"
                     : isSound      ? "view set"
                                    : "spherical-video box mended"};

@@ -22,7 +22,7 @@ Result<Done> stripMovie(std::string_view path, const Privacy::What& what, const 
         const Overwrites overwrites = Strip::ofMovie(movie, what);
         if (overwrites.empty()) return Done();
         const auto write = [&](MP4::BinFile& file) { return overwrites.write(file); };
-        if (!movie.modifyContainer(L"strip", write)) return reasons.error(path);
+        if (!movie.modifyContainer(L"strip", write)) return reasons.error(movie);
         if (!Strip::ofMovie(movie, what).empty()) {
             return refused("not everything could be overwritten");
         }

@@ -3,22 +3,37 @@
 #include <algorithm>
 
 #include "sondex/inside/Opening.h"
+#include "support/WideText.h"
 
 namespace sondex::inside {
 
-Error Reasons::error(std::string_view path) const {
+namespace {
+
+ErrorCode codeOf(MP4::Container::Failure::Kind kind) {
+    using Failure = MP4::Container::Failure;
+    switch (kind) {
+        case Failure::busy:
+            return ErrorCode::busy;
+        case Failure::changed:
+            return ErrorCode::changed;
+        case Failure::unreadable:
+            return ErrorCode::damaged;
+        default:
+            return ErrorCode::refused;
+    }
+}
+
+}  // namespace
+
+Error Reasons::error(const MP4::Container& movie) const {
+    const auto& failure = movie.lastFailure();
+    if (failure.kind == MP4::Container::Failure::system) return systemError(failure.error);
+    const std::string path = WEKU::wchar::narrow(movie.path);
     std::string_view text = last;
     if (text.starts_with(path)) text.remove_prefix(path.size());
     text.remove_prefix(std::min(text.find_first_not_of(": "), text.size()));
-    const auto says = [&](std::string_view words) {
-        return text.find(words) != std::string_view::npos;
-    };
-    const ErrorCode code = says("another program") ? ErrorCode::busy
-                           : says("has changed") || says("replaced") || says("other boxes")
-                               ? ErrorCode::changed
-                           : says("No space") ? ErrorCode::noSpace
-                                              : ErrorCode::refused;
-    return {code, text.empty() ? "the edit failed, and the file is as it was" : std::string(text)};
+    return {codeOf(failure.kind),
+            text.empty() ? "the edit failed, and the file is as it was" : std::string(text)};
 }
 
 std::optional<Error> attachMovie(MP4::Container& movie, std::string_view path) {

@@ -6,22 +6,32 @@
 #include <string_view>
 
 #include "mp4/Container.h"
+#include "sondex/Read.h"
 #include "sondex/Result.h"
+#include "sondex/inside/Lines.h"
 #include "support/Console.h"
 
 namespace sondex::inside {
 
-/// Takes what an edit prints; its last warning is the reason of a failure.
+/// Takes what an edit prints, for the caller's log; the last line for people is the reason of a
+/// failure.
 class Reasons final : public WEKU::Console::Sink {
   public:
-    void write(std::string_view) override {}
-    void warn(std::string_view line) override { last = line; }
+    explicit Reasons(const Options& options = {}) : lines(options) {}
+    void write(std::string_view bytes) override { lines.write(bytes); }
+    void warn(std::string_view line) override {
+        last = line;
+        lines.warn(line);
+    }
 
-    /// The reason as an error of the file at `path`.
-    [[nodiscard]] Error error(std::string_view path) const;
+    /// Why the last edit of the movie failed.
+    [[nodiscard]] Error error(const MP4::Container& movie) const;
+
+    Lines lines;
 
   private:
     std::string last;
+    WEKU::Console::Redirect redirect{*this};
 };
 
 [[nodiscard]] inline Error refused(std::string message) {
@@ -31,8 +41,7 @@ class Reasons final : public WEKU::Console::Sink {
 /// Runs `edit(reasons)`, which gives a Result<T> and prints to nobody.
 template <class T, class Edit>
 Result<T> quietly(Edit edit) {
-    Reasons reasons;
-    const WEKU::Console::Redirect redirect(reasons);
+    const Reasons reasons;
     try {
         return edit(reasons);
     } catch (const std::bad_alloc&) {

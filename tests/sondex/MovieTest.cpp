@@ -132,7 +132,7 @@ TEST(Movie, MakesSeveralChangesAtOnce) {
     ASSERT_TRUE(movie.insertBehind("moov.udta", box("skip", "b")));
     ASSERT_TRUE(movie.remove("moov.udta.free"));
     ASSERT_EQ(reasonOf(movie.save(), {}), "done");
-    EXPECT_FALSE(movie.hasChanges());
+    EXPECT_TRUE(movie.changes().empty());
     const auto facts = sondex::readMovie(file.path, {{}, false}).value();
     EXPECT_EQ(facts.created, 1700000000);
     ASSERT_TRUE(facts.position);
@@ -149,6 +149,35 @@ TEST(Movie, MakesSeveralChangesAtOnce) {
     ASSERT_EQ(reasonOf(movie.saveTo(target), {}), "done");
     EXPECT_EQ(readFile(file.path), source);
     EXPECT_EQ(mediaOf(target), media);
+}
+
+/// Whatever states it, and however often it changes: an XMP packet behind the movie box moves
+/// along.
+TEST(Movie, StatesOnePosition) {
+    const std::string packet =
+        "<x:a\n exif:GPSLatitude=\"1,2N\" exif:GPSAltitude='1/1'> <exif:GPSAltitude>7/1"
+        "</exif:GPSAltitude><exif:GPSLatitude>3,4S</exif:GPSLatitude><exif:GPSLongitude></x:a>";
+    const MovieFile file(mdatFirst(media) + uuidBox(MP4::xmpType, packet));
+    const auto before = file.size();
+    for (int i = 0; i < 20; ++i) {
+        Movie movie = file.open();
+        ASSERT_TRUE(movie.setPosition({-33.5 - i, 10, i == 0 ? std::optional(8.5) : std::nullopt}));
+        EXPECT_EQ(movie.changes(), sondex::Done{"position set"});
+        EXPECT_EQ(reasonOf(movie.save(Road::movieRoom), {}), "done");
+        EXPECT_EQ(mediaOf(file.path), media);
+        const std::string south = std::to_string(33 + i) + ",30.000000S";
+        const std::string high[] = {"exif:GPSAltitude='850/100'",
+                                    "<exif:GPSAltitude>850/100</exif:GPSAltitude>"};
+        MP4::Container now;
+        ASSERT_TRUE(now.attach(WEKU::wchar::widen(file.path), MP4::Container::wholeFile));
+        std::string packets;
+        now.findEach<MP4::UUID>("uuid",
+                                [&](const auto& box) { return packets += box.payload, true; });
+        EXPECT_EQ(packets, "<x:a\n exif:GPSLatitude=\"" + south + "\" " + (i == 0 ? high[0] : "") +
+                               "> " + (i == 0 ? high[1] : "") + "<exif:GPSLatitude>" + south +
+                               "</exif:GPSLatitude><exif:GPSLongitude></x:a>");
+        EXPECT_LE(file.size(), before + 2 * (movieBoxOf(file.path) + packets.size()));
+    }
 }
 
 /// Media between two changes moves with the first alone.
