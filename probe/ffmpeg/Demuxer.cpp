@@ -79,7 +79,7 @@ bool Demuxer::open() {
         return false;
     }
     // Named, not probed: a picture or a playlist under a movie's name is no movie.
-    const AVInputFormat* movie = av_find_input_format("mov");
+    static const AVInputFormat* const movie = av_find_input_format("mov");
     AVFormatContext* opening = movie != nullptr ? avformat_alloc_context() : nullptr;
     if (opening == nullptr) return false;
     opening->pb = io.get();

@@ -11,24 +11,31 @@ constexpr std::uint64_t mostBytes = std::uint64_t{1} << 30;
 /// Pixels that a decoder may walk over without looking at the meter.
 constexpr std::int64_t mostWalked = 4 * sondexVideoMostPixels;
 
+/// Looked for once, among hundreds.
+template <AVCodecID>
+const AVCodec* named(const char* name) {
+    static const AVCodec* const found = avcodec_find_decoder_by_name(name);
+    return found;
+}
+
 /// libav has hundreds of decoders, most of which nobody attacks but those who attack us. These are
 /// what cameras record, H.264, HEVC, MPEG-4 and Motion JPEG, what stitching programs write for
 /// further editing, ProRes, and what the web makes of it, AV1, whose decoder browsers rely on; by
 /// name, because an identifier may also stand for drivers of devices.
-const char* decoderOf(AVCodecID codec) {
+const AVCodec* decoderOf(AVCodecID codec) {
     switch (codec) {
         case AV_CODEC_ID_H264:
-            return "h264";
+            return named<AV_CODEC_ID_H264>("h264");
         case AV_CODEC_ID_HEVC:
-            return "hevc";
+            return named<AV_CODEC_ID_HEVC>("hevc");
         case AV_CODEC_ID_MPEG4:
-            return "mpeg4";
+            return named<AV_CODEC_ID_MPEG4>("mpeg4");
         case AV_CODEC_ID_MJPEG:
-            return "mjpeg";
+            return named<AV_CODEC_ID_MJPEG>("mjpeg");
         case AV_CODEC_ID_PRORES:
-            return "prores";
+            return named<AV_CODEC_ID_PRORES>("prores");
         case AV_CODEC_ID_AV1:
-            return "libdav1d";
+            return named<AV_CODEC_ID_AV1>("libdav1d");
         default:
             return nullptr;
     }
@@ -130,8 +137,7 @@ SondexVideoRefusal PictureDecoder::refusal() {
 bool PictureDecoder::open() {
     const AVCodecParameters& parameters = *stream.codecpar;
     if (!fits(parameters.width, parameters.height)) return false;
-    const char* name = decoderOf(parameters.codec_id);
-    const AVCodec* codec = name != nullptr ? avcodec_find_decoder_by_name(name) : nullptr;
+    const AVCodec* const codec = decoderOf(parameters.codec_id);
     foreign = codec == nullptr;
     if (foreign) return false;
     decoder.reset(avcodec_alloc_context3(codec));
