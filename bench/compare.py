@@ -12,11 +12,12 @@ import json
 import os
 import pathlib
 import shutil
-import statistics
 import subprocess
 import sys
 import tempfile
 import time
+
+from racing import race
 
 build = pathlib.Path(sys.argv[1]).resolve()
 sondex = str(build / "Sondex")
@@ -53,15 +54,6 @@ def peak_bytes(*words):
     """The peak resident memory of one run of the program."""
     spawner = [sys.executable, "-I", "-S", "-c", SPAWNER, *map(str, words)]
     return int(subprocess.check_output(spawner)) * 1024
-
-
-def race(runners, rounds):
-    """Median seconds of each runner (a function without arguments), measured in turns."""
-    times = {name: [] for name in runners}
-    for _ in range(rounds):
-        for name, runner in runners.items():
-            times[name].append(runner())
-    return {name: statistics.median(values) for name, values in times.items()}
 
 
 def program(*words, text=None, shell=False):

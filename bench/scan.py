@@ -9,11 +9,12 @@ SHARE, 1 where nothing is said, is the part of the files to take: 0.1 for a quic
 import os
 import pathlib
 import shutil
-import statistics
 import subprocess
 import sys
 import tempfile
 import time
+
+from racing import race
 
 build = pathlib.Path(sys.argv[1]).resolve()
 share = float(sys.argv[2]) if len(sys.argv) > 2 else 1
@@ -28,15 +29,6 @@ def run(words, names=None):
     with open(names or os.devnull, "rb") as text:
         subprocess.run(list(map(str, words)), stdin=text, stdout=quiet, stderr=quiet)
     return time.perf_counter() - start
-
-
-def race(runners, rounds):
-    """Median seconds of each runner, measured in turns."""
-    times = {name: [] for name in runners}
-    for _ in range(rounds):
-        for name, runner in runners.items():
-            times[name].append(runner())
-    return {name: statistics.median(values) for name, values in times.items()}
 
 
 def row(job, ours, theirs, goal):
