@@ -9,5 +9,6 @@
 #include "sondex/Motion.h"
 #include "sondex/Movie.h"
 #include "sondex/Process.h"
+#include "sondex/NewFile.h"
 #include "sondex/Read.h"
 #include "sondex/Result.h"

@@ -16,8 +16,6 @@
 namespace WEKU {
 namespace {
 
-constexpr unsigned ownersAlone = 0600;
-
 /// A name that does not say whose place the file will take, and is short enough for any folder.
 std::string unguessableName() {
     unsigned char bytes[12];
@@ -42,12 +40,12 @@ std::string wayTo(int descriptor) {
     return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
-int openUnnamed(int folder) {
+int openUnnamed(int folder, mode_t permissions) {
 #ifdef O_TMPFILE
     if (::access(wayTo(folder).c_str(), F_OK) != 0) return -1;
-    return openFile(folder, ".", O_TMPFILE | O_RDWR, ownersAlone);
+    return openFile(folder, ".", O_TMPFILE | O_RDWR, permissions);
 #else
-    return static_cast<void>(folder), -1;
+    return static_cast<void>(folder), static_cast<void>(permissions), -1;
 #endif
 }
 
@@ -60,23 +58,24 @@ struct ReplacementFile::Made {
     std::unique_ptr<Leftover> leftover;
 };
 
-ReplacementFile::Made ReplacementFile::make(const std::string& path) {
+ReplacementFile::Made ReplacementFile::make(const std::string& path, mode_t permissions) {
     Made made;
     const std::size_t slash = path.rfind('/');
     made.name = slash == std::string::npos ? path : path.substr(slash + 1);
     made.folder = openFolder(slash == std::string::npos ? "." : path.substr(0, slash + 1));
     if (made.folder < 0) return made;
-    made.descriptor = openUnnamed(made.folder);
+    made.descriptor = openUnnamed(made.folder, permissions);
     if (made.descriptor >= 0) return made;
     made.temporary = unguessableName();
     made.leftover = std::make_unique<Leftover>(made.folder, made.temporary);
     made.descriptor = openFile(made.folder, made.temporary.c_str(),
-                               O_CREAT | O_EXCL | O_NOFOLLOW | O_RDWR, ownersAlone);
+                               O_CREAT | O_EXCL | O_NOFOLLOW | O_RDWR, permissions);
     return made;
 }
 
-ReplacementFile::ReplacementFile(const std::wstring& target, const std::wstring& shown)
-    : ReplacementFile(make(wchar::narrow(target)), target, shown) {}
+ReplacementFile::ReplacementFile(const std::wstring& target, const std::wstring& shown,
+                                 mode_t permissions)
+    : ReplacementFile(make(wchar::narrow(target), permissions), target, shown) {}
 
 ReplacementFile::ReplacementFile(Made made, const std::wstring& target, const std::wstring& shown)
     : FileIO(shown, L'w', made.descriptor),

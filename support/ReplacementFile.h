@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <memory>
 #include <string>
 
@@ -16,14 +18,18 @@ class Leftover;
 /// with the process; elsewhere it has one that nobody can guess.
 class ReplacementFile : public FileIO {
   public:
+    static constexpr mode_t ownersAlone = 0600;
+    static constexpr mode_t everyones = 0666;
+
     /// `target` is no symbolic link (see `resolve`). A failure prints "open(SHOWN, 'w') failed.";
-    /// `shown` must outlive the file.
-    ReplacementFile(const std::wstring& target, const std::wstring& shown);
+    /// `shown` must outlive the file. `permissions` are narrowed by the process's mask.
+    ReplacementFile(const std::wstring& target, const std::wstring& shown,
+                    mode_t permissions = ownersAlone);
     /// Removes the file unless it has taken its place.
     ~ReplacementFile() override;
 
-    /// Gives the file what says who may use `model`; until then it is the owner's alone. What
-    /// cannot be carried over is said on standard error.
+    /// Gives the file what says who may use `model`. What cannot be carried over is said on
+    /// standard error.
     void resemble(const FileIO& model);
 
     /// The state of what stands at the target: all zero when nothing does.
@@ -38,7 +44,7 @@ class ReplacementFile : public FileIO {
     struct Made;
     ReplacementFile(Made made, const std::wstring& target, const std::wstring& shown);
 
-    static Made make(const std::string& target);
+    static Made make(const std::string& target, mode_t permissions);
     /// The entry of the folder is this file.
     bool isOwn(const std::string& entry) const;
     bool linkAs(const std::string& newName) const;
