@@ -59,4 +59,16 @@ struct MotionStreams {
     bool upsideDown = false;
 };
 
+/// When each frame was taken; where the movie does not state that, when each accelerometer sample
+/// was.
+[[nodiscard]] std::vector<Nanoseconds> frameTimesOf(const MotionStreams& motion);
+
+/// The angle in radians, 0 to pi, between the camera's upright axis and the vertical; NaN without
+/// gravity.
+[[nodiscard]] double tiltOf(const AccelerometerSample& sample);
+
+/// Exactly upright or exactly upside down: there the turn that levels the camera has no axis and
+/// counts as half a turn, so that the yaw is off by half a turn from that of other frames.
+[[nodiscard]] bool isLevel(const AccelerometerSample& sample);
+
 }  // namespace sondex

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 #include "probe/Sondex.h"
 #include "sensor/MovieSensors.h"
@@ -47,6 +49,25 @@ Result<MotionStreams> motionOf(const MP4::Container& movie) {
 
 Result<MotionStreams> readMotion(std::string_view path, const Options& options) {
     return readFile<MotionStreams>(path, options, MP4::Container::wholeFile, motionOf);
+}
+
+std::vector<Nanoseconds> frameTimesOf(const MotionStreams& motion) {
+    if (!motion.frameTimes.empty()) return motion.frameTimes;
+    std::vector<Nanoseconds> times;
+    times.reserve(motion.accelerometer.size());
+    for (const AccelerometerSample& sample : motion.accelerometer)
+        times.push_back(sample.time);
+    return times;
+}
+
+double tiltOf(const AccelerometerSample& sample) {
+    const double x = sample.x, y = sample.y, up = sample.z;
+    if (x == 0 && y == 0 && up == 0) return std::numeric_limits<double>::quiet_NaN();
+    return std::atan2(std::hypot(x, y), up);
+}
+
+bool isLevel(const AccelerometerSample& sample) {
+    return sample.x == 0 && sample.y == 0 && sample.z != 0;
 }
 
 }  // namespace sondex

@@ -164,12 +164,6 @@ class Tables {
 
 constexpr double degrees = 180 / std::numbers::pi;
 
-/// The angle between the camera's upright axis and the vertical.
-double tiltOf(const sondex::AccelerometerSample& sample) {
-    const double x = sample.x, y = sample.y, up = sample.z;
-    return std::atan2(std::hypot(x, y), up) * degrees;
-}
-
 std::string motionOf(const char* path) {
     static std::vector<double> numbers;
     numbers.clear();
@@ -178,12 +172,13 @@ std::string motionOf(const char* path) {
 
     const auto& [gyro, compass, accelerometer, frameTimes, rates, yawMode, yaw, upsideDown] =
         *motion;
-    const std::uint64_t start = !accelerometer.empty() ? accelerometer.front().time
-                                : !gyro.empty()        ? gyro.front().time
-                                : !compass.empty()     ? compass.front().time
-                                                       : 0;
-    const auto seconds = [start](const auto& sample) {
-        return static_cast<double>(static_cast<std::int64_t>(sample.time - start)) * 1e-9;
+    const std::vector<std::uint64_t> times = frameTimesOf(*motion);
+    const std::uint64_t start = !times.empty()     ? times.front()
+                                : !gyro.empty()    ? gyro.front().time
+                                : !compass.empty() ? compass.front().time
+                                                   : 0;
+    const auto seconds = [start](std::uint64_t time) {
+        return static_cast<double>(static_cast<std::int64_t>(time - start)) * 1e-9;
     };
     Tables tables(numbers);
     using Row3 = std::array<double, 3>;
@@ -191,16 +186,17 @@ std::string motionOf(const char* path) {
     tables.add("frames", R"(["time", "tilt", "yaw"])", accelerometer,
                [&, &yaws = yaw](const auto& sample, std::size_t i) {
                    const double turned = i < yaws.size() ? double{yaws[i]} * degrees : NAN;
-                   return Row3{seconds(sample), tiltOf(sample), turned};
+                   return Row3{seconds(times[i]), tiltOf(sample) * degrees, turned};
                });
     tables.add("gyro", R"(["time", "x", "y", "z"])", gyro, [&](const auto& sample, std::size_t) {
-        return Row4{seconds(sample), sample.x * degrees, sample.y * degrees, sample.z * degrees};
+        return Row4{seconds(sample.time), sample.x * degrees, sample.y * degrees,
+                    sample.z * degrees};
     });
     tables.add("compass", R"(["time", "x", "y", "z"])", compass,
                [&](const auto& sample, std::size_t) {
                    const double x = sample.x, y = sample.y, z = sample.z;
                    const double length = std::hypot(x, y, z);
-                   return Row4{seconds(sample), x / length, y / length, z / length};
+                   return Row4{seconds(sample.time), x / length, y / length, z / length};
                });
 
     static constexpr const char* modes[] = {"off", "follow", "lockDirection"};
