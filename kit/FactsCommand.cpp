@@ -1,60 +1,18 @@
-#include <unistd.h>
-
-#include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <ctime>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "kit/Command.h"
 #include "kit/Sandbox.h"
+#include "kit/Table.h"
 #include "kit/scan/Record.h"
 #include "sondex/sondex.h"
 
 namespace kit {
 namespace {
-
-template <class... Values>
-std::string format(const char* pattern, Values... values) {
-    std::array<char, 128> text{};
-    std::snprintf(text.data(), text.size(), pattern, values...);
-    return text.data();
-}
-
-/// The lines of one file's table. What the file does not say has no line.
-class Table {
-  public:
-    void row(std::string_view name, std::string value) {
-        rows.emplace_back(name, std::move(value));
-    }
-    void row(std::string_view name, const std::optional<std::string>& text) {
-        if (text) row(name, printable(*text));
-    }
-    void row(std::string_view name, const std::optional<bool>& truth) {
-        if (truth) row(name, std::string(*truth ? "yes" : "no"));
-    }
-    /// A number with its unit; the pattern has one %g or the like.
-    void row(std::string_view name, const std::optional<float>& number, const char* pattern) {
-        if (number) row(name, format(pattern, static_cast<double>(*number)));
-    }
-
-    [[nodiscard]] std::string text() const {
-        std::size_t widest = 0;
-        for (const auto& [name, value] : rows)
-            widest = std::max(widest, name.size());
-        std::string lines;
-        for (const auto& [name, value] : rows)
-            lines += "  " + name + std::string(widest + 2 - name.size(), ' ') + value + '\n';
-        return lines;
-    }
-
-  private:
-    std::vector<std::pair<std::string, std::string>> rows;
-};
 
 void addCamera(Table& table, const sondex::Camera& camera) {
     table.row("camera", camera.model);
@@ -161,9 +119,7 @@ void fill(Table& table, const sondex::StillFacts& still) {
 std::string tableOf(const std::string& path, const sondex::Facts& facts) {
     Table table;
     std::visit([&](const auto& known) { fill(table, known); }, facts);
-    const bool isBold = ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
-    const std::string name = printable(path);
-    return (isBold ? "\x1b[1m" + name + "\x1b[0m" : name) + '\n' + table.text();
+    return heading(path) + table.text();
 }
 
 struct Wishes {
