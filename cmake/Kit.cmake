@@ -9,7 +9,8 @@ endif()
 
 file(GLOB_RECURSE kit_program_sources CONFIGURE_DEPENDS kit/*.cpp)
 list(REMOVE_ITEM kit_program_sources ${PROJECT_SOURCE_DIR}/kit/main.cpp)
-add_library(sondexkit_parts OBJECT ${kit_program_sources})
+include(cmake/MotionPage.cmake)
+add_library(sondexkit_parts OBJECT ${kit_program_sources} ${motion_page})
 # Its headers are not ours to mend.
 target_include_directories(sondexkit_parts SYSTEM PUBLIC
     $<TARGET_PROPERTY:CLI11::CLI11,INTERFACE_INCLUDE_DIRECTORIES>

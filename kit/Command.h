@@ -23,6 +23,7 @@ struct Command {
 
 Command factsCommand(CLI::App& program);
 Command boxesCommand(CLI::App& program);
+Command motionCommand(CLI::App& program);
 Command scanCommand(CLI::App& program);
 Command carryCommand(CLI::App& program);
 Command cutCommand(CLI::App& program);

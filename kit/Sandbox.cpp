@@ -79,19 +79,20 @@ bool enterLandlock() {
 /// What reading, decoding and answering need, whatever their arguments.
 constexpr int harmless[] = {
     SCMP_SYS(read), SCMP_SYS(pread64), SCMP_SYS(readv), SCMP_SYS(preadv), SCMP_SYS(write),
-    SCMP_SYS(writev), SCMP_SYS(lseek), SCMP_SYS(close), SCMP_SYS(fstat), SCMP_SYS(stat),
-    SCMP_SYS(lstat), SCMP_SYS(newfstatat), SCMP_SYS(statx), SCMP_SYS(access), SCMP_SYS(faccessat),
-    SCMP_SYS(faccessat2), SCMP_SYS(readlink), SCMP_SYS(readlinkat), SCMP_SYS(getdents64),
-    SCMP_SYS(getcwd), SCMP_SYS(fadvise64), SCMP_SYS(readahead), SCMP_SYS(poll), SCMP_SYS(ppoll),
-    SCMP_SYS(mmap), SCMP_SYS(munmap), SCMP_SYS(mprotect), SCMP_SYS(mremap), SCMP_SYS(madvise),
-    SCMP_SYS(brk), SCMP_SYS(futex), SCMP_SYS(set_robust_list), SCMP_SYS(rseq), SCMP_SYS(membarrier),
-    SCMP_SYS(exit), SCMP_SYS(exit_group), SCMP_SYS(restart_syscall), SCMP_SYS(rt_sigaction),
-    SCMP_SYS(rt_sigprocmask), SCMP_SYS(rt_sigreturn), SCMP_SYS(sigaltstack),
-    SCMP_SYS(clock_gettime), SCMP_SYS(clock_getres), SCMP_SYS(clock_nanosleep), SCMP_SYS(nanosleep),
-    SCMP_SYS(gettimeofday), SCMP_SYS(time), SCMP_SYS(getpid), SCMP_SYS(getppid), SCMP_SYS(gettid),
-    SCMP_SYS(getuid), SCMP_SYS(geteuid), SCMP_SYS(getgid), SCMP_SYS(getegid), SCMP_SYS(getrandom),
-    SCMP_SYS(sched_yield), SCMP_SYS(sched_getaffinity), SCMP_SYS(sysinfo), SCMP_SYS(uname),
-    SCMP_SYS(getrusage), SCMP_SYS(getrlimit),
+    SCMP_SYS(pwrite64), SCMP_SYS(writev), SCMP_SYS(lseek), SCMP_SYS(close), SCMP_SYS(fstat),
+    SCMP_SYS(stat), SCMP_SYS(lstat), SCMP_SYS(newfstatat), SCMP_SYS(statx), SCMP_SYS(access),
+    SCMP_SYS(faccessat), SCMP_SYS(faccessat2), SCMP_SYS(readlink), SCMP_SYS(readlinkat),
+    SCMP_SYS(getdents64), SCMP_SYS(getcwd), SCMP_SYS(fadvise64), SCMP_SYS(readahead),
+    SCMP_SYS(poll), SCMP_SYS(ppoll), SCMP_SYS(mmap), SCMP_SYS(munmap), SCMP_SYS(mprotect),
+    SCMP_SYS(mremap), SCMP_SYS(madvise), SCMP_SYS(brk), SCMP_SYS(futex), SCMP_SYS(set_robust_list),
+    SCMP_SYS(rseq), SCMP_SYS(membarrier), SCMP_SYS(exit), SCMP_SYS(exit_group),
+    SCMP_SYS(restart_syscall), SCMP_SYS(rt_sigaction), SCMP_SYS(rt_sigprocmask),
+    SCMP_SYS(rt_sigreturn), SCMP_SYS(sigaltstack), SCMP_SYS(clock_gettime), SCMP_SYS(clock_getres),
+    SCMP_SYS(clock_nanosleep), SCMP_SYS(nanosleep), SCMP_SYS(gettimeofday), SCMP_SYS(time),
+    SCMP_SYS(getpid), SCMP_SYS(getppid), SCMP_SYS(gettid), SCMP_SYS(getuid), SCMP_SYS(geteuid),
+    SCMP_SYS(getgid), SCMP_SYS(getegid), SCMP_SYS(getrandom), SCMP_SYS(sched_yield),
+    SCMP_SYS(sched_getaffinity), SCMP_SYS(sysinfo), SCMP_SYS(uname), SCMP_SYS(getrusage),
+    SCMP_SYS(getrlimit),
     // A library behind the decoder complains aloud where it may not lock its secrets' pages.
     SCMP_SYS(mlock), SCMP_SYS(munlock), SCMP_SYS(fstatfs), SCMP_SYS(statfs)};
 

@@ -17,9 +17,10 @@ int run(int count, char** words) {
     program.footer(
         "Status: 0 all well, 1 some files failed, 2 wrong use, 3 refused, 4 ended early.");
     const Command commands[] = {
-        factsCommand(program), boxesCommand(program), scanCommand(program),
-        carryCommand(program), cutCommand(program),   tagCommand(program),
-        setCommand(program),   stripCommand(program), faststartCommand(program),
+        factsCommand(program),     boxesCommand(program), motionCommand(program),
+        scanCommand(program),      carryCommand(program), cutCommand(program),
+        tagCommand(program),       setCommand(program),   stripCommand(program),
+        faststartCommand(program),
     };
     try {
         program.parse(count, words);
