@@ -8,7 +8,7 @@
 #include "sondex/Json.h"
 #include "sondex/Motion.h"
 #include "sondex/Movie.h"
-#include "sondex/Process.h"
 #include "sondex/NewFile.h"
+#include "sondex/Process.h"
 #include "sondex/Read.h"
 #include "sondex/Result.h"
