@@ -75,6 +75,7 @@ void addCarryOptions(CLI::App& words, sondex::CarryOptions& options) {
             },
             "What is left behind: gps, serial, motion")
         ->delimiter(',')
+        ->allow_extra_args(false)  // the files come behind it
         ->check(CLI::IsMember({"gps", "serial", "motion"}));
 }
 

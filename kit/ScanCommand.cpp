@@ -136,6 +136,7 @@ Command scanCommand(CLI::App& program) {
                      "The columns of --csv: keys of the records, a.b for those within others")
         ->needs(csv)
         ->delimiter(',')
+        ->allow_extra_args(false)  // the files come behind it
         ->type_name("A,B");
     words->add_flag("--no-sandbox", wishes->noSandbox, "Let workers do what you may do");
     words->add_flag("-q,--quiet", wishes->quiet, "Show no progress on a terminal");

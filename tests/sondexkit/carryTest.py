@@ -168,7 +168,7 @@ assert values == [[row[axis] for axis in "xyz"] for row in sourceRows + rows("ot
 ffmpeg(*cuts["key.mp4"], "-c", "copy", "drop.mp4")
 before = digest("drop.mp4")
 run("carry", "--dry-run", "camera.mp4", "drop.mp4")
-run("carry", "--drop", "gps,serial,motion", "--output", "less.mp4", "camera.mp4", "drop.mp4")
+run("carry", "--output", "less.mp4", "--drop", "gps,serial,motion", "camera.mp4", "drop.mp4")
 assert digest("drop.mp4") == before
 less = pathlib.Path("less.mp4").read_bytes()
 for text in (b"35.6895", b"35,41", b"00104711", b"KDTB", AXIS):
