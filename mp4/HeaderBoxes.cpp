@@ -33,6 +33,8 @@ bool TimedBox::setTimeStamp(BinFile& file, std::uint64_t time) const {
 }
 
 bool TimedBox::timeStampFits(std::uint64_t fileLength) const {
+    // Deliberate: behind a 64-bit size the time stands elsewhere, and the size would be
+    // overwritten.
     return !largeSize && start + creationTime + (version == 1 ? 8 : 4) <= innermostEnd(fileLength);
 }
 

@@ -28,7 +28,7 @@ class Sondex {
     virtual ~Sondex() = default;
 
     /// Forgets everything and reads the movie. True when its first picture could be decoded,
-    /// that is when `width` is at least 1; well-read boxes alone do not make a movie readable.
+    /// that is when `width` is at least 1. Deliberate: sound boxes alone make no movie readable.
     [[nodiscard]] bool probe(const std::wstring& path);
     /// The same with the caller's container, which keeps the movie's boxes; it has no root when
     /// the file does not open.

@@ -23,7 +23,7 @@ std::size_t readNumber(std::string_view text, std::int64_t& value);
 std::size_t readNumber(std::string_view text, std::uint64_t& value);
 
 /// Appends a number as a stream of default format prints it, with six significant digits ("%.6g":
-/// 0.5, 1e-07, -0, nan, inf).
+/// 0.5, 1e-07, -0). Deliberate: a number that is not finite is "nan" or "inf".
 void appendNumber(std::string& text, double value);
 
 /// Appends a number with as few digits as read back to it.
