@@ -31,7 +31,7 @@ enum class ErrorCode {
 /// The code's name as it is spelt above: a stable word for records and scripts.
 [[nodiscard]] std::string_view toString(ErrorCode code);
 
-/// A code for programs and a sentence for people, which names the file.
+/// A code for programs and a sentence for people, which does not repeat the name of the file.
 struct Error {
     ErrorCode code;
     std::string message;
