@@ -44,10 +44,11 @@ one machine or on a Dask cluster.")
 install(DIRECTORY python/sondex DESTINATION lib/python3/dist-packages COMPONENT python
         EXCLUDE_FROM_ALL PATTERN __pycache__ EXCLUDE)
 
-# What belongs into /usr/share/doc/PACKAGE.
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/sondex COMPONENT program
-        FILES_MATCHING PATTERN *.md PATTERN *.json)
-install(FILES README.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/sondex COMPONENT program)
+# What belongs into /usr/share/doc/PACKAGE, laid out as here, since the pages point at each other.
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/sondex COMPONENT program
+        FILES_MATCHING PATTERN *.md PATTERN *.json PATTERN *.png)
+install(FILES README.md SECURITY.md CONTRIBUTING.md CHANGELOG.md
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/sondex COMPONENT program)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/sondex COMPONENT program)
 
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebianTree.cmake)
