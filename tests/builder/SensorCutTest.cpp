@@ -120,7 +120,7 @@ TEST(SensorCut, ChaptersRunOnOneBehindTheOther) {
     ASSERT_EQ(both.accelerometer.size(), 43U);
     for (std::size_t i = 0; i < frameCount; ++i)
         EXPECT_EQ(both.row(i), whole.row(i));
-    const std::uint64_t shift = 1'400'000'000 - 77'050'000'000;
+    const std::uint64_t shift = 1'400'000'000U - 77'050'000'000U;
     for (std::size_t i = 0; i < 3; ++i)
         EXPECT_EQ(both.row(frameCount + i, shift), second.row(5 + i));
     for (std::size_t i = 1; i < both.gyro.size(); ++i)

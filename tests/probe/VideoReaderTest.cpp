@@ -70,7 +70,8 @@ TEST(MovieView, HidesWhatIsNoHelpWhereverAReadBegins) {
          box("moov", box("free", sound) + video + odd)},
         {box("moov", box("trak", sound)), box("moov", box("trak", sound))},
     };
-    for (const auto& [movie, shown] : cases) {
+    for (const auto& each : cases) {
+        const std::string& movie = each.first;
         const OpenedMovie opened(movie);
         opened.movie.open([&](WEKU::FileIO& file) {
             const MovieView view(opened.movie, file);
@@ -78,7 +79,7 @@ TEST(MovieView, HidesWhatIsNoHelpWhereverAReadBegins) {
             for (std::size_t at = 0; at <= movie.size(); ++at) {
                 std::string bytes(7, '?');
                 bytes.resize(view.readAt(at, reinterpret_cast<unsigned char*>(bytes.data()), 7));
-                ASSERT_EQ(bytes, shown.substr(at, 7)) << at;
+                ASSERT_EQ(bytes, each.second.substr(at, 7)) << at;
             }
         });
     }

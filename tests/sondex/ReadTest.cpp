@@ -226,7 +226,8 @@ TEST(Door, ReadsAgainWhatChangesUnderTheReading) {
             path, options, MP4::Container::wholeFile, [&](const MP4::Container&) {
                 WEKU::Console::out(L"reading %d\n", ++readings);
                 if (readings <= changes)
-                    write("growing.mp4", cameraMovie() + std::string(readings, 'x'));
+                    write("growing.mp4",
+                          cameraMovie() + std::string(static_cast<std::size_t>(readings), 'x'));
                 return sondex::Result<int>(readings);
             });
     };
