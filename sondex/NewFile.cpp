@@ -1,5 +1,6 @@
 #include "sondex/NewFile.h"
 
+#include <cerrno>
 #include <string>
 
 #include "sondex/inside/Editing.h"
@@ -54,12 +55,11 @@ Status NewFile::append(std::string_view bytes) {
 }
 
 Status NewFile::finish() {
-    return quietly<void>([&](const Reasons& reasons) -> Status {
+    return quietly<void>([&](const Reasons&) -> Status {
         if (!inside->file.sync()) return systemError(inside->file.writeError());
-        if (!inside->file.takePlace(inside->expected)) {
-            return reasons.error(WEKU::wchar::narrow(inside->target));
-        }
-        return {};
+        if (inside->file.takePlace(inside->expected)) return {};
+        if (errno != 0) return systemError(errno);
+        return Error{ErrorCode::changed, "something else was put there meanwhile"};
     });
 }
 
