@@ -39,6 +39,22 @@ std::uint64_t Overwrites::bytes() const {
     return sum;
 }
 
+bool Overwrites::isOneSector() const {
+    constexpr std::uint64_t sector = 512;
+    return std::all_of(all.begin(), all.end(), [&](const Overwrite& each) {
+        const std::uint64_t last = each.offset + each.bytes.size() + each.zeros - 1;
+        const std::uint64_t only = all.front().offset / sector;
+        return each.offset / sector == only && last / sector == only;
+    });
+}
+
+void Overwrites::applyTo(std::string& file) const {
+    for (const Overwrite& each : all) {
+        file.replace(each.offset, each.bytes.size() + each.zeros,
+                     each.bytes + std::string(each.zeros, '\0'));
+    }
+}
+
 bool Overwrites::write(WEKU::FileIO& file) const {
     const std::string block(65536, '\0');
     const auto put = [&](const std::string& bytes, std::uint64_t count) {

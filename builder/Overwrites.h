@@ -16,6 +16,10 @@ class Overwrites {
 
     bool empty() const { return all.empty(); }
     std::uint64_t bytes() const;
+    /// True when one write of a disk's sector makes them all.
+    bool isOneSector() const;
+    /// Makes them in the bytes of the whole file.
+    void applyTo(std::string& file) const;
     /// Writes them; false after an error. What was written until then stays.
     bool write(WEKU::FileIO& file) const;
 

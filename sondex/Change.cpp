@@ -19,7 +19,7 @@ Result<Done> changeStill(std::string_view path, Kind kind, const Changes& change
         changes.baselineFlag) {
         return refused("of a still only the settings of the maker note can be set");
     }
-    const Result<bool> done = overwriteStill(path, [&](const std::string& file) {
+    const Result<bool> done = overwriteStill(path, Where::safely, [&](const std::string& file) {
         std::size_t tiff = 0;
         if (kind == Kind::jpeg) {
             ExifParser parser;

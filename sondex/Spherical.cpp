@@ -146,6 +146,8 @@ Result<Done> makeSpherical(std::string_view path, const InitialView& view) {
         given.dolly = view.dolly.value_or(ViewHeading::absent);
         wanted.attach(given);
         wanted.software = escaped(wanted.software);
+        // The standard of the XML asks for it.
+        if (wanted.software.empty()) wanted.software = "unknown";
         const std::string xml = isSound ? withView(old->payload, given) : wanted.toString();
         MP4::MetadataEdit edit(movie);
         (void)edit.putSphericalXml(xml, MP4::MetadataEdit::Present::replace);

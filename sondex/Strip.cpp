@@ -41,12 +41,13 @@ Result<Done> strip(std::string_view path, const Private& what) {
         if (!kind) return kind.error();
         if (*kind != Kind::jpeg && *kind != Kind::tiff) return stripMovie(path, all, reasons);
         std::uint64_t bytes = 0;
-        const Result<bool> done = overwriteStill(path, [&](const std::string& file) {
-            Overwrites found =
-                *kind == Kind::jpeg ? Strip::ofJpeg(file, all) : Strip::ofDng(file, all);
-            bytes += found.bytes();
-            return found;
-        });
+        const Result<bool> done =
+            overwriteStill(path, Where::inPlace, [&](const std::string& file) {
+                Overwrites found =
+                    *kind == Kind::jpeg ? Strip::ofJpeg(file, all) : Strip::ofDng(file, all);
+                bytes += found.bytes();
+                return found;
+            });
         if (!done) return done.error();
         return *done ? Done{sentence(bytes)} : Done();
     });

@@ -231,7 +231,19 @@ assert "-35.5000+139.2500" in probe and "2026-11-21T10:00:00" in probe
 for words in (["set", "--position", "nowhere"], ["set", "--position", "91,0"], ["set"],
               ["set", "--time", "2026-02-30T10:00:00Z"], ["strip"]):
     run(*words, "clip.mp4", status=2)
+# A still is patched where it stands when a sector holds the change, else replaced by a new file.
 subprocess.run([sampleMaker, "jpeg", "still.jpg", "set.jpg"], check=True)
-assert "maker note set" in run("set", "--zenith", "3", "--projection", "2", "set.jpg")
-assert "nothing to do" in run("set", "--zenith", "3", "set.jpg")
+sample = pathlib.Path("set.jpg").read_bytes()
+ways = set()
+for pad in range(4, 512, 60):
+    before = sample[:2] + struct.pack(">HH", 0xFFFE, pad) + bytes(pad - 2) + sample[2:]
+    pathlib.Path("set.jpg").write_bytes(before)
+    node = os.stat("set.jpg").st_ino
+    assert "maker note set" in run("set", "--zenith", "3", "--projection", "2", "set.jpg")
+    assert "nothing to do" in run("set", "--zenith", "3", "set.jpg")
+    after = pathlib.Path("set.jpg").read_bytes()
+    changed = {at // 512 for at in range(len(before)) if before[at] != after[at]}
+    assert len(after) == len(before) and (os.stat("set.jpg").st_ino == node) == (len(changed) == 1)
+    ways.add(len(changed))
+assert ways == {1, 2}, ways
 run("set", "--position", "1,2", "set.jpg", status=3)
