@@ -23,7 +23,6 @@ void Container::parse(BinFile& file, std::uint64_t end) {
     touched = false;
     moov = nullptr;
     mdat = nullptr;
-    videoTrack = nullptr;
     file.budget = ParseBudget::forFile(file.fileLength());
     root = std::make_unique<ROOT>(std::min(end, file.fileLength()));
     root->parseBox(file, end);
@@ -33,6 +32,11 @@ void Container::parse(BinFile& file, std::uint64_t end) {
 
     mdat = first("mdat");
     moov = first("moov");
+    findVideoTrack();
+}
+
+void Container::findVideoTrack() {
+    videoTrack = nullptr;
     findEach<TRAK>(path::track, [this](TRAK& trak) {
         trak.findEach<TKHD>("tkhd", [&](const TKHD& header) {
             if (header.width >= 1) videoTrack = &trak;
@@ -40,6 +44,15 @@ void Container::parse(BinFile& file, std::uint64_t end) {
         });
         return true;
     });
+}
+
+void Container::keepFirstMovie() {
+    if (!root) return;
+    for (auto& box : root->children) {
+        if (box->type != MOOV::code || box.get() == moov) continue;
+        box = std::make_unique<BOX>(*box, box->parent);
+    }
+    findVideoTrack();
 }
 
 void Container::find(const char* boxPath, const NestedBox::Visitor& visit) const {

@@ -35,6 +35,10 @@ class Container {
     /// for; the tree of before is destroyed.
     void parse(BinFile& file, std::uint64_t end);
 
+    /// Of a file with several movie boxes, takes out of the tree what the later ones hold: they are
+    /// left of an edit that was cut off, and no edit may mistake their boxes for the movie's.
+    void keepFirstMovie();
+
     /// As NestedBox::find, from the root; nothing is found before the first parse.
     void find(const char* path, const NestedBox::Visitor& visit) const;
     template <class T, class Visit>
@@ -190,6 +194,7 @@ class Container {
     bool mayEdit(WEKU::FileIO& opened);
     /// Notes what became of an edit of the file.
     bool conclude(bool done, const WEKU::FileIO& written);
+    void findVideoTrack();
     /// Parses the file anew after an edit; where it went away, the tree stays as it was.
     void attachAgain() { (void)attach(std::wstring(path), wholeFile); }
     /// Parses the file anew if it was changed through `open_a`.

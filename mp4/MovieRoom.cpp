@@ -159,18 +159,8 @@ bool MovieRoom::wantsCompaction() const {
 
 /// Makes one spare box of the run, on the disk.
 bool MovieRoom::merge(BinFile& file) const {
-    const BOX& first = *chosen->boxes.front();
-    bool changed = false;
-    for (const BOX* box : chosen->boxes) {
-        if (box->isSpare()) continue;
-        changed = true;
-        if (!putAt(file, box->start + 4, "free")) return false;
-    }
-    if (chosen->boxes.size() > 1) {
-        changed = true;
-        if (!first.size(file, chosen->length())) return false;
-    }
-    return !changed || file.sync();
+    return chosen->boxes.size() == 1 ||
+           (chosen->boxes.front()->size(file, chosen->length()) && file.sync());
 }
 
 /// Prepares the new box within a spare one, and uncovers it.
@@ -216,7 +206,19 @@ bool MovieRoom::retire(BinFile& file) const {
     return putAt(file, movie.moov->start + 4, "free") && file.sync();
 }
 
+/// A movie box that an edit left behind would count as soon as the one ahead of it is gone.
+bool MovieRoom::retireOthers(BinFile& file) const {
+    bool changed = false;
+    for (const auto& box : movie.root->children) {
+        if (box->type != MOOV::code || box.get() == movie.moov || box->start >= tail) continue;
+        changed = true;
+        if (!putAt(file, box->start + 4, "free")) return false;
+    }
+    return !changed || file.sync();
+}
+
 bool MovieRoom::move(BinFile& file) {
+    if (!retireOthers(file)) return false;
     // A movie box without an end would go on into what follows it.
     if (chosen != nullptr && movie.moov->openEnded &&
         (!movie.moov->size(file, movie.moov->size()) || !file.sync())) {

@@ -53,6 +53,7 @@ class MovieRoom {
     bool fill(BinFile& file) const;
     bool append(BinFile& file);
     bool retire(BinFile& file) const;
+    bool retireOthers(BinFile& file) const;
 
     const Container& movie;
     const SplicePlan& plan;

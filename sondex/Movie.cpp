@@ -186,6 +186,7 @@ Status Movie::Inside::save(Road road, std::string_view target) {
     reasons.lines.finish();
     // The boxes that the changes name are gone with the tree of before.
     forget();
+    movie.keepFirstMovie();
     if (done) return {};
     return reason.empty() ? reasons.error(movie) : refused(reason);
 }
@@ -199,10 +200,7 @@ Result<Movie> Movie::open(std::string_view path, const Options& options) {
     auto opened = std::make_unique<Inside>(options);
     Lines lines(options);
     try {
-        if (auto error = attach(opened->movie, path, MP4::Container::wholeFile)) {
-            return std::move(*error);
-        }
-        if (opened->movie.moov == nullptr) return whyNoMovie(opened->movie);
+        if (auto error = attachMovie(opened->movie, path)) return std::move(*error);
     } catch (const std::bad_alloc&) {
         return Error{ErrorCode::outOfMemory, "not enough memory"};
     }

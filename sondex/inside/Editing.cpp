@@ -39,6 +39,7 @@ Error Reasons::error(const MP4::Container& movie) const {
 std::optional<Error> attachMovie(MP4::Container& movie, std::string_view path) {
     if (auto error = attach(movie, path, MP4::Container::wholeFile)) return error;
     if (movie.moov == nullptr) return whyNoMovie(movie);
+    movie.keepFirstMovie();
     return std::nullopt;
 }
 

@@ -49,7 +49,7 @@ Result<T> quietly(Edit edit) {
     }
 }
 
-/// Attaches the container to a movie; or says why it is none.
+/// Attaches the container to a movie, for an edit; or says why it is none.
 [[nodiscard]] std::optional<Error> attachMovie(MP4::Container& movie, std::string_view path);
 
 }  // namespace sondex::inside

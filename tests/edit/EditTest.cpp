@@ -2,6 +2,9 @@
 
 #include <filesystem>
 
+#include "mp4/MetadataEdit.h"
+#include "mp4/SampleTableBoxes.h"
+#include "sondex/sondex.h"
 #include "tests/kit/BoxBuilder.h"
 #include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
@@ -46,17 +49,42 @@ const std::pair<const char*, std::function<bool(Container&)>> operations[] = {
     {"updateTimeStamp", [](auto& movie) { return movie.updateTimeStamp(3800000000); }},
 };
 
+/// The clip with 64-bit sizes of movie box and media data, and 64-bit chunk offsets. The spare box
+/// ahead of the media data makes room for its header, so that nothing moves.
+std::string inLongForms(std::string clip) {
+    const std::size_t free = clip.find("free") - 4, moov = clip.rfind("moov") - 4;
+    clip.replace(free, 16, u32(1) + "mdat" + u64(moov - free));
+    clip = clip.substr(0, moov) + largeBox("moov", clip.substr(moov + 8));
+    const TempFolder folder;
+    Container movie;
+    if (!movie.attach(folder.write("m.mp4", clip), Container::wholeFile)) return "";
+    while (const auto* table = movie.first<MP4::STCO>("moov.trak.mdia.minf.stbl.stco")) {
+        const std::string file = readFile(movie.path);
+        std::string entries = u32(table->entryCount);
+        for (std::uint32_t i = 0; i < table->entryCount; ++i) {
+            entries += u32(0) + file.substr(table->entriesOffset + 4 * std::uint64_t{i}, 4);
+        }
+        if (!insertInto(movie, *table, true, fullBox("co64", 0, entries))) return "";
+    }
+    return readFile(movie.path);
+}
+
 }  // namespace
 
 /// On movies of another program: that program decodes the same frames before and after.
 TEST(Edit, KeepsEveryFrameOfEveryTrack) {
     if (!haveFfmpeg()) GTEST_SKIP() << "ffmpeg is not there";
-    const std::pair<std::string, std::vector<std::string>> makes[] = {
+    const struct {
+        std::string name;
+        std::vector<std::string> encoding;
+        std::string (*form)(std::string) = [](std::string clip) { return clip; };
+    } makes[] = {
         {"h264.mp4", {"-c:v", "libx264"}},
+        {"long.mp4", {"-c:v", "libx264"}, inLongForms},
         {"hevc.mp4", {"-c:v", "libx265", "-x265-params", "log-level=error", "-tag:v", "hvc1"}},
         {"h264.mov", {"-c:v", "libx264", "-movflags", "+faststart", "-write_tmcd", "0"}},
     };
-    for (const auto& [name, encoding] : makes) {
+    for (const auto& [name, encoding, form] : makes) {
         std::vector<std::string> options = {"-map", "0:v", "-map", "1:a", "-map",     "1:a",
                                             "-c:a", "aac", "-t",   "1",   "-pix_fmt", "yuv420p"};
         options.insert(options.end(), encoding.begin(), encoding.end());
@@ -64,7 +92,7 @@ TEST(Edit, KeepsEveryFrameOfEveryTrack) {
         for (const auto& [operation, run] : operations) {
             SCOPED_TRACE(name + ", " + operation);
             const TempFolder folder;
-            const std::wstring path = folder.write("m.mp4", clip(name, options));
+            const std::wstring path = folder.write("m.mp4", form(clip(name, options)));
             Container movie;
             ASSERT_TRUE(movie.attach(path, Container::wholeFile));
             if (before.empty()) before = frames(path);
@@ -73,6 +101,41 @@ TEST(Edit, KeepsEveryFrameOfEveryTrack) {
             EXPECT_EQ(frames(path), before);
         }
     }
+}
+
+/// Between the two flushes of an edit a file has two movie boxes: the old movie is what is seen,
+/// and edited.
+TEST(Edit, OfTwoMovieBoxesTheFirstCounts) {
+    if (!haveFfmpeg()) GTEST_SKIP() << "ffmpeg is not there";
+    const TempFolder folder;
+    const std::wstring path = folder.write("m.mp4", plainClip());
+    const std::string name = (folder.path() / "m.mp4").string();
+    const auto shown = [&] {
+        return std::vector{run({"ffprobe", "-v", "error", "-show_entries",
+                                "format_tags:stream=index,nb_frames", name})
+                               .out,
+                           resultLine(runSondex({name}).out), frames(path)};
+    };
+    Container movie;
+    ASSERT_TRUE(movie.attach(path, Container::wholeFile));
+    ASSERT_TRUE(
+        insertInto(movie, *movie.first("moov.udta"), false, box("udta", box("@xyz", "+1/"))));
+    const auto before = shown();
+    const std::uint64_t old = movie.moov->start;
+    const std::string longer =
+        box("udta", box("@xyz", "+35.6895+139.6917/") + box("free", zeros(200)));
+    ASSERT_TRUE(insertInto(movie, *movie.first("moov.udta"), true, longer, MP4::Road::movieRoom));
+    const auto after = shown();
+    EXPECT_TRUE(after[0] != before[0] && after[1] != before[1] && after[2] == before[2]);
+    std::string both = readFile(path);
+    folder.write("m.mp4", both.replace(old + 4, 4, "moov"));
+    EXPECT_EQ(shown(), before);
+    ASSERT_TRUE(sondex::makeSpherical(name, {}));
+    ASSERT_TRUE(movie.attach(path, Container::wholeFile));
+    int movieBoxes = 0;
+    movie.find("moov", [&](auto&) { return ++movieBoxes, true; });
+    EXPECT_TRUE(movieBoxes == 1 && MP4::sphericalVideoBox(movie) != nullptr);
+    EXPECT_EQ(frames(path), before[2]);
 }
 
 /// The programs of docs/editing.md, with their words behind the movie.

@@ -217,17 +217,19 @@ for name, kind in (("camera.mp4", "movie"), ("still.jpg", "jpeg")):
 # Tag, set and faststart: done once, then nothing to do; wrong words are wrong use.
 assert "NO   spherical-video box" in run("tag", "--check", "clip.mp4", status=1)
 for words in (["tag", "--heading", "30"], ["set", "--position", "-35.5,139.25,40", "--time",
-              "2026-11-21T10:00:00Z"], ["faststart"]):
-    before = frames("clip.mp4")
-    assert "nothing to do" not in run(*words, "clip.mp4")
-    assert "nothing to do" in run(*words, "clip.mp4")
-    assert frames("clip.mp4") == before
+              "2026-11-21T10:00:00Z"], ["faststart"], ["set", "--position", "-33.25,9"]):
+    for name in ("clip.mp4", "camera.mp4"):
+        before = frames(name)
+        assert "nothing to do" not in run(*words, name), (words, name)
+        assert "nothing to do" in run(*words, name)
+        assert frames(name) == before
+    assert spatialSamples("camera.mp4") == pcm, words
 assert "NO" not in run("tag", "--check", "clip.mp4")
 facts = json.loads(run("facts", "--json", "clip.mp4"))
 assert facts["GSpherical:InitialViewHeadingDegrees"] == 30
 probe = subprocess.run(["ffprobe", "-v", "error", "-show_entries", "format_tags", "clip.mp4"],
                        capture_output=True, text=True, check=True).stdout
-assert "-35.5000+139.2500" in probe and "2026-11-21T10:00:00" in probe
+assert "-33.2500+009.0000" in probe and "2026-11-21T10:00:00" in probe
 for words in (["set", "--position", "nowhere"], ["set", "--position", "91,0"], ["set"],
               ["set", "--time", "2026-02-30T10:00:00Z"], ["strip"]):
     run(*words, "clip.mp4", status=2)
