@@ -11,9 +11,15 @@ _sondexkit() {
     done
     compopt -o filenames 2>/dev/null
     case $previous in
-        --files-from | --output | -o)
+        --files-from | --output | -o | --gcsv | --svg | --html)
             mapfile -t COMPREPLY < <(compgen -f -- "$current")
             return
+            ;;
+        --csv)
+            if [[ $command == motion ]]; then
+                mapfile -t COMPREPLY < <(compgen -f -- "$current")
+                return
+            fi
             ;;
         --jobs | -j | --timeout | --memory | --fields) return ;;
     esac
@@ -22,7 +28,7 @@ _sondexkit() {
         word=$("${COMP_WORDS[0]}" $command --help 2>/dev/null | grep -oE '^ +-[^ ]+' | tr ',' ' ')
         mapfile -t COMPREPLY < <(compgen -W "$word" -- "$current")
     elif [[ -z $command ]]; then
-        mapfile -t COMPREPLY < <(compgen -W 'facts boxes scan carry cut tag set strip faststart' -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W 'facts boxes motion scan carry cut tag set strip faststart' -- "$current")
     else
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
     fi

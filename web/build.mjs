@@ -2,6 +2,7 @@
 // what keeps it for later without a network.
 import { createHash } from "node:crypto";
 import { copyFileSync, mkdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { basename } from "node:path";
 import { deflateSync, gzipSync } from "node:zlib";
 import { build } from "esbuild";
 
@@ -23,6 +24,14 @@ async function script(source, define) {
 }
 
 const quoted = (text) => JSON.stringify(text);
+
+// The page that `sondexkit motion --html` writes has the same charts by the same library, of which the
+// tree keeps a copy.
+for (const name of ["LICENSE", "dist/uPlot.iife.min.js", "dist/uPlot.min.css"]) {
+    const kept = `../third-party/uplot/${basename(name)}`;
+    if (!readFileSync(kept).equals(readFileSync(`node_modules/uplot/${name}`)))
+        throw new Error(`${kept} is not of the version that package.json names`);
+}
 
 rmSync(out, { recursive: true, force: true });
 mkdirSync(out, { recursive: true });
