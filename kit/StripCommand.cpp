@@ -28,7 +28,7 @@ int run(Wishes wishes) {
 Command stripCommand(CLI::App& program) {
     const auto wishes = std::make_shared<Wishes>();
     CLI::App* words = program.add_subcommand(
-        "strip", "Overwrite what tells on the user, so that it is gone from the file.");
+        "strip", "Overwrite private data, so that it is gone from the file.");
     words->add_option("file", wishes->paths, "Movies or stills")->required()->type_name("FILE");
     words->add_flag("--gps", wishes->what.gps, "Positions");
     words->add_flag("--serial", wishes->what.serial, "The camera's serial numbers");
