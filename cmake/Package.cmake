@@ -46,7 +46,7 @@ install(DIRECTORY python/sondex DESTINATION lib/python3/dist-packages COMPONENT 
 
 # What belongs into /usr/share/doc/PACKAGE, laid out as here, since the pages point at each other.
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/sondex COMPONENT program
-        FILES_MATCHING PATTERN *.md PATTERN *.json PATTERN *.png)
+        FILES_MATCHING PATTERN *.md PATTERN *.json PATTERN *.png PATTERN *.svg)
 install(FILES README.md SECURITY.md CONTRIBUTING.md CHANGELOG.md
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/sondex COMPONENT program)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/sondex COMPONENT program)
