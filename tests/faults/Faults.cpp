@@ -51,13 +51,19 @@ int fail(int error, int bits = 0) {
     return -1;
 }
 
+/// Takes the step that was asked for ahead of this call.
+void stepAhead(const char* name) {
+    if (std::strcmp(name, awaited) != 0) return;
+    awaited = "";
+    // It may ask for the next.
+    const auto step = std::move(awaitedStep);
+    step();
+}
+
 /// Hands a call on to the system.
 template <class Call, class... Arguments>
 auto handOn(const char* name, Arguments... arguments) {
-    if (std::strcmp(name, awaited) == 0) {
-        awaited = "";
-        awaitedStep();
-    }
+    stepAhead(name);
     return reinterpret_cast<Call*>(::dlsym(RTLD_NEXT, name))(arguments...);
 }
 
@@ -122,6 +128,7 @@ int fstat(int file, struct stat* facts) noexcept {
 
 /// What reached the disk is not looked at here, so that nothing is flushed.
 int fsync(int file) {
+    stepAhead("fsync");
     return whole<int(int, int)>(0, "fcntl", file, F_GETFD) < 0 ? -1 : 0;
 }
 

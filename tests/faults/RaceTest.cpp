@@ -68,3 +68,24 @@ TEST(EditRace, TheTemporaryFileIsExchangedForALink) {
     EXPECT_EQ(fs::status(scene.at("victim")).permissions(), fs::perms{0600});
     EXPECT_TRUE(!fs::is_symlink(scene.at("m.mp4")) && readFile(scene.at("m.mp4")) == scene.source);
 }
+
+/// What no kill can show: that the new movie box is on the disk before the old one goes.
+TEST(EditRace, TheNewMovieBoxIsFlushedAheadOfTheNextStep) {
+    Scene scene;
+    std::vector<std::string> atFlush;
+    std::function<void()> look = [&] {
+        Container now;
+        ASSERT_TRUE(now.attach(scene.folder.wide("m.mp4"), Container::wholeFile));
+        atFlush.emplace_back();
+        for (const auto& box : now.root->children)
+            atFlush.back() += box->name() + ' ';
+        faults::before("fsync", look);
+    };
+    faults::before("fsync", look);
+    EXPECT_TRUE(insertInto(scene.movie, *scene.movie.first("moov.udta"), true,
+                           box("udta", box("skip", zeros(500))), MP4::Road::movieRoom));
+    faults::before("", {});
+    // The last is the edit's own, when all is done.
+    EXPECT_EQ(atFlush, (std::vector<std::string>{"ftyp mdat moov moov ", "ftyp mdat free moov ",
+                                                 "ftyp mdat free moov "}));
+}
