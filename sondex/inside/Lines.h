@@ -27,7 +27,7 @@ class Lines final : public WEKU::Console::Sink {
   private:
     void deliver(std::string_view line);
 
-    const std::function<void(std::string_view)>& log;
+    const std::function<void(std::string_view)> log;
     std::string unfinished;
     std::exception_ptr thrown;
     WEKU::Console::Redirect redirect{*this};

@@ -230,6 +230,11 @@ assert facts["GSpherical:InitialViewHeadingDegrees"] == 30
 probe = subprocess.run(["ffprobe", "-v", "error", "-show_entries", "format_tags", "clip.mp4"],
                        capture_output=True, text=True, check=True).stdout
 assert "-33.2500+009.0000" in probe and "2026-11-21T10:00:00" in probe
+with open("clip.mp4", "ab") as file:
+    file.write(box(b"mfra", b""))
+before = digest("clip.mp4")
+assert "'mfra' cannot be kept right" in run("tag", "--pitch", "10", "clip.mp4", status=3)
+assert digest("clip.mp4") == before
 for words in (["set", "--position", "nowhere"], ["set", "--position", "91,0"], ["set"],
               ["set", "--time", "2026-02-30T10:00:00Z"], ["strip"]):
     run(*words, "clip.mp4", status=2)
