@@ -1,6 +1,7 @@
 #include "builder/Strip.h"
 
 #include "support/Endian.h"
+#include "support/Failure.h"
 
 namespace {
 
@@ -47,6 +48,11 @@ Overwrites Strip::ofJpeg(const std::string& file, const Privacy::What& what) {
 Overwrites Strip::ofDng(const std::string& file, const Privacy::What& what) {
     std::string after = file;
     Privacy::stripTiff(after, Privacy::TiffIn::dng, what);
+    // A damaged entry may lead to the header; without it the file is no picture any more.
+    constexpr std::size_t header = 8;
+    if (after.compare(0, header, file, 0, header) != 0) {
+        throw WEKU::Failure("its private data lies in its header");
+    }
     Overwrites strip;
     strip.addDifference(0, file, after);
     return strip;
