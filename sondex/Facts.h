@@ -29,6 +29,8 @@ struct Camera {
     std::optional<std::string> software;
     std::optional<std::string> cpuVersion;
     std::optional<std::string> serial;
+
+    bool operator==(const Camera&) const = default;
 };
 
 /// Where a movie was taken (ISO 6709).
@@ -38,6 +40,8 @@ struct Position {
     double longitude = 0;
     /// Metres.
     std::optional<double> altitude;
+
+    bool operator==(const Position&) const = default;
 };
 
 /// The initial view of a spherical movie (Spherical Video V1).
@@ -49,6 +53,8 @@ struct InitialView {
     std::optional<float> fieldOfView;
     /// -1 to 1.
     std::optional<float> dolly;
+
+    bool operator==(const InitialView&) const = default;
 };
 
 /// The camera's stabilisation setting.
@@ -56,6 +62,8 @@ struct Stabilization {
     bool directionLocked = false;
     /// As stored; 0: off.
     std::int32_t setting = 0;
+
+    bool operator==(const Stabilization&) const = default;
 };
 
 /// Samples a second, as the sensor boxes state them; 0 where there is no such box.
@@ -109,6 +117,8 @@ struct MovieFacts {
     /// Empty when the movie holds no accelerometer samples.
     std::optional<MotionRates> motion;
     std::optional<Quality> quality;
+
+    bool operator==(const MovieFacts&) const = default;
 };
 
 enum class StillFormat { jpeg, dng };
@@ -132,6 +142,8 @@ struct StillFacts {
     std::optional<float> roll;
     /// Of a DNG: where its image data stands.
     std::optional<Extent> imageData;
+
+    bool operator==(const StillFacts&) const = default;
 };
 
 using Facts = std::variant<MovieFacts, StillFacts>;
