@@ -63,20 +63,6 @@ TEST_F(Movie, ACameraMovieGetsItsWholeOutput) {
     EXPECT_EQ(outcome.status, 0);
 }
 
-TEST_F(Movie, WithoutTheCamerasBoxesOnlyTheFixedFieldsAndTheFrameRemain) {
-    const Outcome outcome = runSondex({write("plain.mp4", plainClip()), "-dump"});
-    const std::string rate = member(resultLine(outcome.out), "videoBitRate");
-    EXPECT_EQ(outcome.out,
-              "KMKN not found.\nH.264 detected.\n"
-              "KDTD: No KDTG entries.\nKDTD: No KDTG entries.\n"
-              "KDTC/KDTD is not enough size.\n  KDTC:   0\n  KDTD/G: 0\n"
-              "result: {\"status\":\"succeed\", \"hasKDTD\":false, \"type\":\"equi\", "
-              "\"codec\":\"H264\", \"decodable\":true, \"hasSpatialSound\":false, "
-              "\"hasSA3DSound\":false, \"duration\":2.00, \"videoBitRate\":" +
-                  rate +
-                  ", \"frameWidth\":320, \"frameHeight\":160, \"dxvaDecodable\":true}\n\n\n");
-}
-
 TEST_F(Movie, Set1SaysWhyTheFlagIsNotSet) {
     const std::string& bytes = clip("main.mp4", {"-t", "0.2", "-c:v", "libx264", "-profile:v",
                                                  "main", "-pix_fmt", "yuv420p", "-an"});
