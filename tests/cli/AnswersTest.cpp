@@ -82,29 +82,32 @@ struct Row {
 using M = BuiltMovie;
 using F = MovieFacts;
 
-const std::string cameraKeys =
-    R"("model":"Model A", "software":"1.20", "cpuVersion":"2.10b", "cameraSerial":"00012345", )";
-const std::string correction = R"("topBottomCorrection":false, )",
-                  dxva = R"("dxvaDecodable":true, )";
-const std::string lock = R"("directionLocked":true, "videoStabilization":5, )";
-const std::string quality = R"(, "videoQuality":"fine")";
-const std::string rates =
-    R"(, "KDTDSamplingRate":30, "KDTBSamplingRate":200, "KDTCSamplingRate":100)";
-const std::string sphere = R"("type":"equi")", fish = R"("type":"dualfish")",
-                  other = R"("type":"unknown")";
+// What rows take out of the line or put elsewhere.
+// clang-format off
+const std::string camera = R"("model":"Model A", "software":"1.20", "cpuVersion":"2.10b", "cameraSerial":"00012345", )",
+    gps = R"("gps":"+35+139/", )", frame = R"("frameWidth":640, "frameHeight":320, )",
+    heading = R"("GSpherical:InitialViewHeadingDegrees":90, )", pitch = R"("GSpherical:InitialViewPitchDegrees":-10, )",
+    zoom = R"("GSpherical:InitialHorizontalFOVDegrees":75, "GSpherical:InitialCameraDolly":0.75, )",
+    software = R"("GSpherical:StitchingSoftware":"S   \1", )", creator = R"("creatorTool":"T", )",
+    correction = R"("topBottomCorrection":false, )", dxva = R"("dxvaDecodable":true, )", noDxva = R"("dxvaDecodable":false, )",
+    lock = R"("directionLocked":true, "videoStabilization":5, )", quality = R"(, "videoQuality":"fine")",
+    rates = R"(, "KDTDSamplingRate":30, "KDTBSamplingRate":200, "KDTCSamplingRate":100)",
+    equi = R"("type":"equi")", fish = R"("type":"dualfish")", other = R"("type":"unknown")",
+    spatial = R"("hasSpatialSound":true)", noSpatial = R"("hasSpatialSound":false)";
+// clang-format on
+constexpr auto equirectangular = sondex::Projection::equirectangular;
 
 void project(M& m, std::uint32_t projection) {
     m.note.camera[0x0001].value = projection << 16;
 }
-void forget(M& m) {
+/// A camera that is not known, whose picture loses so many pixels.
+void forget(M& m, std::uint32_t columns, std::uint32_t rows) {
     m.model = "other";
     project(m, 0);
-}
-void crop(M& m, std::uint32_t right, std::uint32_t bottom) {
     H264::SequenceParameterSet set = m.set();
     set.frame_cropping_flag = true;
-    set.frame_crop_right_offset = right;
-    set.frame_crop_bottom_offset = bottom;
+    set.frame_crop_right_offset = columns / 2;
+    set.frame_crop_bottom_offset = rows / 2;
     m.put(set);
 }
 void profile(M& m, std::uint8_t idc, bool constrained) {
@@ -113,155 +116,69 @@ void profile(M& m, std::uint8_t idc, bool constrained) {
     set.constraint_set1_flag = constrained;
     m.put(set);
 }
-BuiltTrack track(const char* code, int width, int height, std::uint32_t bytes) {
-    return {code, width, height, bytes, {}};
+void add(M& m, const char* code, int width, int height) {
+    m.tracks.push_back({code, width, height, 9, {}});
 }
 
+// clang-format off
 const std::vector<Row<M, F>> movieRows = {
     {[](M&) {}, {}, [](F&) {}},
     // The projection: the note's; else the picture's, of a camera that is not known.
-    {[](M& m) { project(m, 1); },
-     {fish, sphere},
-     [](F& f) { f.projection = {sondex::Projection::equirectangular}; }},
+    {[](M& m) { project(m, 1); }, {fish, equi}, [](F& f) { f.projection = equirectangular; }},
     {[](M& m) { project(m, 3); }, {fish, other}, [](F& f) { f.projection = {}; }},
     {[](M& m) { project(m, 0); }, {fish, other}, [](F& f) { f.projection = {}; }},
-    {[](M& m) { forget(m); },
-     {fish, sphere},
-     [](F& f) { f.projection = sondex::Projection::equirectangular; }},
-    {[](M& m) { forget(m), crop(m, 2, 0); },
-     {fish, other},
-     [](F& f) {
-         f.projection = {}, f.picture = {60, 32};
-     }},
-    {[](M& m) { forget(m), crop(m, 0, 1); },
-     {fish, other},
-     [](F& f) {
-         f.projection = {}, f.picture = {64, 30};
-     }},
-    {[](M& m) { project(m, 1), crop(m, 2, 0); },
-     {fish, sphere},
-     [](F& f) {
-         f.projection = sondex::Projection::equirectangular, f.picture = {60, 32};
-     }},
-    {[](M& m) { m.model.clear(), m.hasNote = false; },
-     {fish, sphere, cameraKeys, "", correction, "", lock, "", quality, ""},
-     [](F& f) {
-         f.projection = sondex::Projection::equirectangular;
-         f.camera = {}, f.topBottomCorrection = {}, f.stabilization = {}, f.quality = {};
-     }},
+    {[](M& m) { forget(m, 0, 0); }, {fish, equi}, [](F& f) { f.projection = equirectangular; }},
+    {[](M& m) { forget(m, 4, 0); }, {fish, other}, [](F& f) { f.projection = {}, f.picture = {60, 32}; }},
+    {[](M& m) { forget(m, 0, 2); }, {fish, other}, [](F& f) { f.projection = {}, f.picture = {64, 30}; }},
+    {[](M& m) { forget(m, 4, 0), project(m, 1); }, {fish, equi},
+     [](F& f) { f.projection = equirectangular, f.picture = {60, 32}; }},
+    {[](M& m) { m.model.clear(), m.hasNote = false; }, {fish, equi, camera, "", correction, "", lock, "", quality, ""},
+     [](F& f) { f.projection = equirectangular, f.camera = {}, f.topBottomCorrection = {}, f.stabilization = {}, f.quality = {}; }},
     // Codecs: any track's H.265 wins; a sample entry that is not known.
-    {[](M& m) { m.tracks.push_back(track("hvc1", 8, 8, 9)); },
-     {"H264", "H265", dxva, ""},
-     [](F& f) { f.codec = sondex::Codec::h265, f.dxvaDecodable = {}; }},
-    {[](M& m) { m.tracks.push_back(track("hev1", 8, 8, 9)); },
-     {"H264", "H265", dxva, ""},
-     [](F& f) { f.codec = sondex::Codec::h265, f.dxvaDecodable = {}; }},
-    {[](M& m) { m.tracks[0].code = "avc3"; },
-     {"H264", "unknown", dxva, ""},
-     [](F& f) { f.codec = {}, f.dxvaDecodable = {}; }},
+    {[](M& m) { add(m, "hvc1", 8, 8); }, {"H264", "H265", dxva, ""}, [](F& f) { f.codec = sondex::Codec::h265, f.dxvaDecodable = {}; }},
+    {[](M& m) { add(m, "hev1", 8, 8); }, {"H264", "H265", dxva, ""}, [](F& f) { f.codec = sondex::Codec::h265, f.dxvaDecodable = {}; }},
+    {[](M& m) { m.tracks[0].code = "avc3"; }, {"H264", "unknown", dxva, ""}, [](F& f) { f.codec = {}, f.dxvaDecodable = {}; }},
     // Sounds. The first box of spatial data decides.
-    {[](M& m) { m.behind = uuidBox(MP4::spatialDataType) + m.behind; },
-     {R"("hasSpatialSound":true)", R"("hasSpatialSound":false)"},
-     [](F& f) { f.hasSpatialSound = false; }},
-    {[](M& m) { m.behind.clear(); },
-     {R"("hasSpatialSound":true)", R"("hasSpatialSound":false)", R"("creatorTool":"T", )", ""},
-     [](F& f) { f.hasSpatialSound = false, f.creatorTool = {}; }},
-    {[](M& m) { m.sound = box("SAND"); },
-     {R"("hasSA3DSound":true)", R"("hasSA3DSound":false)"},
-     [](F& f) { f.hasSa3dSound = false; }},
+    {[](M& m) { m.behind = uuidBox(MP4::spatialDataType) + m.behind; }, {spatial, noSpatial}, [](F& f) { f.hasSpatialSound = false; }},
+    {[](M& m) { m.behind.clear(); }, {spatial, noSpatial, creator, ""}, [](F& f) { f.hasSpatialSound = false, f.creatorTool = {}; }},
+    {[](M& m) { m.sound = box("SAND"); }, {R"("hasSA3DSound":true)", R"("hasSA3DSound":false)"}, [](F& f) { f.hasSa3dSound = false; }},
     // Of several tracks: the first size that is whole, and the rate of the first with a width.
-    {[](M& m) {
-         m.tracks[0].height = 0;
-         m.tracks.push_back(track("avc1", 10, 20, 9)), m.tracks.push_back(track("avc1", 30, 40, 9));
-     },
-     {"640", "10", "320", "20"},
-     [](F& f) {
-         f.frame = {10, 20};
-     }},
-    {[](M& m) { m.tracks[0].width = 0; },
-     {"84", "0", R"("frameWidth":640, "frameHeight":320, )", ""},
-     [](F& f) { f.frame = {}, f.videoBitRate = 0; }},
+    {[](M& m) { m.tracks[0].height = 0, add(m, "avc1", 10, 20), add(m, "avc1", 30, 40); }, {"640", "10", "320", "20"},
+     [](F& f) { f.frame = {10, 20}; }},
+    {[](M& m) { m.tracks[0].width = 0; }, {"84", "0", frame, ""}, [](F& f) { f.frame = {}, f.videoBitRate = 0; }},
     // Durations that are none.
-    {[](M& m) { m.timeScale = 0; },
-     {"2.00", "inf", "84", "0"},
-     [](F& f) { f.duration = {}, f.videoBitRate = 0; }},
-    {[](M& m) { m.duration = 0; },
-     {"2.00", "0.00", "84", "0"},
-     [](F& f) { f.duration = 0.0F, f.videoBitRate = {}; }},
+    {[](M& m) { m.timeScale = 0; }, {"2.00", "inf", "84", "0"}, [](F& f) { f.duration = {}, f.videoBitRate = 0; }},
+    {[](M& m) { m.duration = 0; }, {"2.00", "0.00", "84", "0"}, [](F& f) { f.duration = 0.0F, f.videoBitRate = {}; }},
     // Positions: one byte is no text, and the box's words read as one that is empty.
-    {[](M& m) { m.position = "+"; },
-     {R"("gps":"+35+139/", )", ""},
-     [](F& f) { f.gps = {}, f.position = {}; }},
-    {[](M& m) { m.position = "+3"; },
-     {"+35+139/", "+3"},
-     [](F& f) { f.gps = "+3", f.position = {}; }},
+    {[](M& m) { m.position = "+"; }, {gps, ""}, [](F& f) { f.gps = {}, f.position = {}; }},
+    {[](M& m) { m.position = "+3"; }, {"+35+139/", "+3"}, [](F& f) { f.gps = "+3", f.position = {}; }},
     {[](M& m) { m.position = u16(8) + u16(0x15C7) + m.position; }, {"+35+139/", ""}, [](F&) {}},
-    {[](M& m) { m.position.clear(), m.moreUserData = box("\xA9xyz", u16(7) + u16(0) + "-12+009"); },
-     {R"("gps":"+35+139/", )", ""},
-     [](F& f) {
-         f.gps = {}, f.position = sondex::Position{-12, 9, {}};
-     }},
+    {[](M& m) { m.position.clear(), m.moreUserData = box("\xA9xyz", u16(7) + u16(0) + "-12+009"); }, {gps, ""},
+     [](F& f) { f.gps = {}, f.position = sondex::Position{-12, 9, {}}; }},
     // The view: of the first box at the track alone.
-    {[](M& m) { m.xml.replace(m.xml.find("  <GSpherical:InitialViewH"), 2, "\t"); },
-     {R"("GSpherical:InitialViewHeadingDegrees":90, )", ""},
-     [](F& f) { f.view.heading = {}; }},
-    {[](M& m) { m.xml.replace(m.xml.find("-10"), 3, "xxx"); },
-     {R"("GSpherical:InitialViewPitchDegrees":-10, )", ""},
-     [](F& f) { f.view.pitch = {}; }},
-    {[](M& m) { m.tracks[0].behind = uuidBox(MP4::xmpType); },
-     {R"("GSpherical:InitialViewHeadingDegrees":90, "GSpherical:InitialViewPitchDegrees":-10, )"
-      R"("GSpherical:InitialHorizontalFOVDegrees":75, "GSpherical:InitialCameraDolly":0.75, )",
-      ""},
-     [](F& f) { f.view = {}; }},
-    {[](M& m) { m.xml = "  <GSpherical:InitialViewPitchDegrees>0.9"; },
-     {R"("GSpherical:InitialViewHeadingDegrees":90, )", "", ":-10", ":0",
-      R"("GSpherical:InitialHorizontalFOVDegrees":75, "GSpherical:InitialCameraDolly":0.75, )"
-      R"("GSpherical:StitchingSoftware":"S   \1", )",
-      ""},
-     [](F& f) {
-         f.view = {{}, 0.0F, {}, {}}, f.stitchingSoftware = {};
-     }},
+    {[](M& m) { m.xml.replace(m.xml.find("  <GSpherical:InitialViewH"), 2, "\t"); }, {heading, ""}, [](F& f) { f.view.heading = {}; }},
+    {[](M& m) { m.xml.replace(m.xml.find("-10"), 3, "xxx"); }, {pitch, ""}, [](F& f) { f.view.pitch = {}; }},
+    {[](M& m) { m.tracks[0].behind = uuidBox(MP4::xmpType); }, {heading + pitch + zoom, ""}, [](F& f) { f.view = {}; }},
+    {[](M& m) { m.xml = "  <GSpherical:InitialViewPitchDegrees>0.9"; }, {heading, "", ":-10", ":0", zoom + software, ""},
+     [](F& f) { f.view = {{}, 0.0F, {}, {}}, f.stitchingSoftware = {}; }},
     // The parameter set decides, by profile and flag; one that only a decoder reads past counts.
-    {[](M& m) { profile(m, 66, false); },
-     {dxva, R"("dxvaDecodable":false, )"},
-     [](F& f) { f.dxvaDecodable = false; }},
-    {[](M& m) { profile(m, 77, true); },
-     {dxva, R"("dxvaDecodable":false, )"},
-     [](F& f) { f.dxvaDecodable = false; }},
+    {[](M& m) { profile(m, 66, false); }, {dxva, noDxva}, [](F& f) { f.dxvaDecodable = false; }},
+    {[](M& m) { profile(m, 77, true); }, {dxva, noDxva}, [](F& f) { f.dxvaDecodable = false; }},
     {[](M& m) { m.parameterSet += "\0\0\3\0"s; }, {}, [](F&) {}},
     {[](M& m) { m.parameterSet.back() = '\x81'; }, {}, [](F&) {}},
     // The camera's settings.
-    {[](M& m) { m.note.camera[0x0007].value = 1 << 16; },
-     {R"(ction":false)", R"(ction":true)"},
-     [](F& f) { f.topBottomCorrection = true; }},
+    {[](M& m) { m.note.camera[0x0007].value = 1 << 16; }, {R"(ction":false)", R"(ction":true)"}, [](F& f) { f.topBottomCorrection = true; }},
     {[](M& m) { m.note.camera[0x0007].value = 0; }, {}, [](F&) {}},
-    {[](M& m) { m.note.camera.drop({0x0007}); },
-     {correction, ""},
-     [](F& f) { f.topBottomCorrection = {}; }},
-    {[](M& m) { m.note.camera.drop({0x1014}); }, {lock, ""}, [](F& f) { f.stabilization = {}; }},
-    {[](M& m) { m.note.maker[0x1000].value = 1 << 16; },
-     {"fine", "normal"},
-     [](F& f) { f.quality = sondex::Quality::normal; }},
-    {[](M& m) { m.note.maker[0x1000].value = 3 << 16; },
-     {quality, ""},
-     [](F& f) { f.quality = {}; }},
-    {[](M& m) { m.note.ifd0[0x0110].text = " \"A\\\x7F\xC3 \0"s; },
-     {"Model A", R"(  A\)"
-                 "\x7F"},
-     [](F& f) { f.camera.model = " \"A\\\x7F\xC3 "; }},
-    {[](M& m) { m.note.maker[0x0005].text[0] = '\0'; },
-     {"00012345", ""},
-     [](F& f) { f.camera.serial = {}; }},
+    {[](M& m) { m.note.camera.drop({0x0007, 0x1014}); }, {correction, "", lock, ""}, [](F& f) { f.topBottomCorrection = {}, f.stabilization = {}; }},
+    {[](M& m) { m.note.maker[0x1000].value = 1 << 16; }, {"fine", "normal"}, [](F& f) { f.quality = sondex::Quality::normal; }},
+    {[](M& m) { m.note.maker[0x1000].value = 3 << 16; }, {quality, ""}, [](F& f) { f.quality = {}; }},
+    {[](M& m) { m.note.ifd0[0x0110].text = " \"A\\\x7F\xC3 \0"s; }, {"Model A", R"(  A\)" "\x7F"}, [](F& f) { f.camera.model = " \"A\\\x7F\xC3 "; }},
+    {[](M& m) { m.note.maker[0x0005].text[0] = '\0'; }, {"00012345", ""}, [](F& f) { f.camera.serial = {}; }},
     // Rates stand with samples of the accelerometer, whatever else there is.
-    {[](M& m) { m.gyro.clear(), m.compass.clear(); },
-     {"200", "0", "100", "0"},
-     [](F& f) {
-         f.motion = {30, 0, 0};
-     }},
-    {[](M& m) { m.accel.clear(); },
-     {R"("hasKDTD":true)", R"("hasKDTD":false)", rates, ""},
-     [](F& f) { f.motion = {}; }},
+    {[](M& m) { m.gyro.clear(), m.compass.clear(); }, {"200", "0", "100", "0"}, [](F& f) { f.motion = {30, 0, 0}; }},
+    {[](M& m) { m.accel.clear(); }, {R"("hasKDTD":true)", R"("hasKDTD":false)", rates, ""}, [](F& f) { f.motion = {}; }},
 };
+// clang-format on
 
 /// Every stabilisation setting, of which the low three bits count.
 std::vector<Row<M, F>> settings() {
@@ -279,30 +196,21 @@ std::vector<Row<M, F>> settings() {
     return rows;
 }
 
-const std::vector<Row<CameraTiff, StillFacts>> stillRows = {
-    {[](CameraTiff&) {}, {}, [](StillFacts&) {}},
-    {[](CameraTiff& t) { t.sub1[0x0111].value = 5, t.sub1[0x0117].value = UINT32_MAX; },
-     {"8192", "5", "12288", "4294967295"},
-     [](StillFacts& f) {
-         f.imageData = sondex::Extent{5, UINT32_MAX};
-     }},
-    {[](CameraTiff& t) { t.camera.drop({0x0003}); },
-     {R"("pitch":10.5, "roll":-2.5, )", ""},
-     [](StillFacts& f) { f.pitch = {}, f.roll = {}; }},
-    {[](CameraTiff& t) { t.camera.drop({0x0004}); },
-     {R"("yaw":270.5, )", ""},
-     [](StillFacts& f) { f.yaw = {}; }},
-    {[](CameraTiff& t) {
-         t.camera[0x0003].longs = {0, 0, UINT32_MAX, 0};
-     },
-     {R"("pitch":10.5, "roll":-2.5, )", R"("pitch":-inf, )"},
-     [](StillFacts& f) { f.pitch = {}, f.roll = {}; }},
-    {[](CameraTiff& t) {
-         t.ifd0.drop({0x0110, 0x0131});
-     },
-     {R"("model":"Model A", "software":"1.20", )", ""},
-     [](StillFacts& f) { f.camera.model = {}, f.camera.software = {}; }},
+// clang-format off
+using T = CameraTiff;
+using S = StillFacts;
+const std::vector<Row<T, S>> stillRows = {
+    {[](T&) {}, {}, [](S&) {}},
+    {[](T& t) { t.sub1[0x0111].value = 5, t.sub1[0x0117].value = UINT32_MAX; }, {"8192", "5", "12288", "4294967295"},
+     [](S& s) { s.imageData = sondex::Extent{5, UINT32_MAX}; }},
+    {[](T& t) { t.camera.drop({0x0003}); }, {R"("pitch":10.5, "roll":-2.5, )", ""}, [](S& s) { s.pitch = {}, s.roll = {}; }},
+    {[](T& t) { t.camera.drop({0x0004}); }, {R"("yaw":270.5, )", ""}, [](S& s) { s.yaw = {}; }},
+    {[](T& t) { t.camera[0x0003].longs = {0, 0, UINT32_MAX, 0}; }, {R"("pitch":10.5, "roll":-2.5, )", R"("pitch":-inf, )"},
+     [](S& s) { s.pitch = {}, s.roll = {}; }},
+    {[](T& t) { t.ifd0.drop({0x0110, 0x0131}); }, {R"("model":"Model A", "software":"1.20", )", ""},
+     [](S& s) { s.camera.model = {}, s.camera.software = {}; }},
 };
+// clang-format on
 
 template <class File, class Facts>
 void hold(const std::vector<Row<File, Facts>>& rows, std::string (File::*bytes)() const,
