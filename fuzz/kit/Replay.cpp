@@ -1,3 +1,5 @@
+#include <sys/resource.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <vector>
@@ -16,6 +18,10 @@ int main(int argc, char** argv) {
             const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
             std::fprintf(stderr, "%s\n", entry.path().c_str());
             LLVMFuzzerTestOneInput(input.data(), input.size());
+            // The fuzzer's own limit.
+            rusage used{};
+            ::getrusage(RUSAGE_SELF, &used);
+            fuzz::require(used.ru_maxrss < 1 << 20, "no input takes a gibibyte");
             ++count;
         }
     }

@@ -3,7 +3,7 @@
 and as a job line, and reads peak resident memory and processor time from the system's accounting of
 the finished child.
 
-usage: checkLimits.py PROGRAM [NAME...]
+usage: limitsTest.py PROGRAM [NAME...]
 
 For a file of n bytes resident memory may grow to 64 MiB + 8 n above what a small good movie takes
 (the video library is in that), and processor time to 1 s + 0.5 s a MB.
@@ -11,6 +11,7 @@ For a file of n bytes resident memory may grow to 64 MiB + 8 n above what a smal
 
 import os
 import pathlib
+import resource
 import shutil
 import struct
 import subprocess
@@ -31,12 +32,13 @@ def box(code, *payload, claims=None):
     return struct.pack(">I4s", claims or len(body) + 8, code.encode("latin-1")) + body
 
 
-def chain(length):
-    """Nested boxes of which each claims the rest of the file."""
+def chain(length, step):
+    """Boxes in boxes that each claim the rest of the file. With a `step` of 32 the box around each
+    ends behind its header, so that what follows belongs to two parents, at each level again."""
     data = box("moov", claims=length) + box("trak", claims=length - 8)
     while len(data) + 32 <= length:
         left = length - len(data)
-        data += box("uuid", SPATIAL, claims=left) + box("KATR", claims=left - 24)
+        data += box("uuid", SPATIAL, claims=step or left) + box("KATR", claims=left - 24)
     return data.ljust(length, b"\0")
 
 
@@ -120,9 +122,9 @@ def pictures(count):
 def hostileFiles(clip):
     """Names and contents; `clip` is a small movie that decodes."""
     big = 16 * MIB
-    yield "chain1280.mp4", chain(1280)
-    yield "chain64k.mp4", chain(65536)
-    yield "nested.mp4", chain(2 * MIB)
+    yield "chain1280.mp4", chain(1280, 32)
+    yield "chain64k.mp4", chain(65536, 32)
+    yield "nested.mp4", chain(2 * MIB, None)
     yield "tracks.mp4", tracks(20000)
     yield "tracksOfClip.mp4", clip + tracks(20000)
     yield "boxes.mp4", box("free") * 131072
@@ -165,10 +167,17 @@ def makeClip(folder):
     return path.read_bytes()
 
 
+def bound():
+    """A limit that is gone must not take the machine with it."""
+    resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
+    resource.setrlimit(resource.RLIMIT_CPU, (60, 60))
+
+
 def spend(words, job=None):
     """Peak resident bytes and processor seconds of one run, and its standard output."""
     with tempfile.TemporaryFile() as out:
-        with subprocess.Popen(words, stdin=subprocess.PIPE, stdout=out, stderr=subprocess.DEVNULL) as child:
+        with subprocess.Popen(words, stdin=subprocess.PIPE, stdout=out, stderr=subprocess.DEVNULL,
+                              preexec_fn=bound) as child:
             child.stdin.write(job or b"")
             child.stdin.close()
             _, status, usage = os.wait4(child.pid, 0)
