@@ -89,3 +89,29 @@ TEST(Filters, ConvolveWithReplicatedEdges) {
     covFilter<double>({1, 10, 100}, {1, 2, 3}, out);
     EXPECT_EQ(out, (std::vector<double>{33, 321, 510}));
 }
+
+TEST(Filters, AnswerAnImpulseWithTheirKernels) {
+    const std::tuple<decltype(&filterForAcc), unsigned, double, double, double, double> cases[] = {
+        {filterForAcc, 150, 1.0001, 0.005055157551912988, 0.000550534627094975,
+         0.00695370241241445},
+        {filterForGap, 35, 1.0001, 0.02162321289271018, 0.000754820452491311, 0.0297464025277169},
+        {filterForGap30, 150, 0.99999, 0.010574826052861903, 0.00013606671733066276,
+         0.012941838186242888},
+    };
+    for (const auto& [filter, half, sum, energy, first, centre] : cases) {
+        std::vector<double> in(401), out;
+        in[200] = 1;
+        filter(in, out);
+        double all = 0, squares = 0;
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            all += out[i];
+            squares += out[i] * out[i];
+            EXPECT_EQ(out[i], out[400 - i]) << i;
+        }
+        EXPECT_NEAR(all, sum, 1e-13);
+        EXPECT_NEAR(squares, energy, 1e-15);
+        EXPECT_EQ(out[200], centre);
+        EXPECT_EQ(out[200U - half], first);
+        EXPECT_EQ(out[199U - half], 0);
+    }
+}
