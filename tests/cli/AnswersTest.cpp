@@ -158,7 +158,7 @@ const std::vector<Row<M, F>> movieRows = {
     // The view: of the first box at the track alone.
     {[](M& m) { m.xml.replace(m.xml.find("  <GSpherical:InitialViewH"), 2, "\t"); }, {heading, ""}, [](F& f) { f.view.heading = {}; }},
     {[](M& m) { m.xml.replace(m.xml.find("-10"), 3, "xxx"); }, {pitch, ""}, [](F& f) { f.view.pitch = {}; }},
-    {[](M& m) { m.tracks[0].behind = uuidBox(MP4::xmpType); }, {heading + pitch + zoom, ""}, [](F& f) { f.view = {}; }},
+    {[](M& m) { m.tracks[0].behind = uuidBox(MP4::xmpType, m.xml); }, {heading + pitch + zoom, ""}, [](F& f) { f.view = {}; }},
     {[](M& m) { m.xml = "  <GSpherical:InitialViewPitchDegrees>0.9"; }, {heading, "", ":-10", ":0", zoom + software, ""},
      [](F& f) { f.view = {{}, 0.0F, {}, {}}, f.stitchingSoftware = {}; }},
     // The parameter set decides, by profile and flag; one that only a decoder reads past counts.
@@ -255,6 +255,11 @@ TEST(Answers, AreThoseToEveryMovie) {
 
 TEST(Answers, AreThoseToEveryStill) {
     hold(stillRows, &CameraTiff::tiff, ".dng", stillLine, stillFacts);
+    const TempFolder folder;
+    folder.write("a.dng", CameraTiff().tiff());
+    const std::string printed = runSondex({"-dump", (folder.path() / "a.dng").string()}).out;
+    EXPECT_NE(printed.find("\n\nTable1: 412, 9\nTable2: 422, 8\n\nresult: "), std::string::npos)
+        << printed;
     StillFacts jpeg = stillFacts;
     jpeg.format = {}, jpeg.imageData = {};
     std::string line = stillLine.substr(0, stillLine.find(", \"jpeg\"")) + "}";

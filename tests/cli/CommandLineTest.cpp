@@ -82,6 +82,11 @@ TEST_F(CommandLine, WordsAndStatuses) {
          "ExifParser::attachJPEG() for '" + movie + "' failed - SOI(0xFFD8) not found.\n" + banner,
          1,
          me + movie + " looks like an MP4; the name's extension chooses the reader\n"},
+        {{write("none.JPG", "\xFF\xD8\xFF\xD9")},
+         "ExifParser::attachJPEG() for '" + path("none.JPG") + "' failed - Invalid EOI(0xFFD9) found.\n" +
+             banner,
+         1,
+         ""},
         {{aFolder},
          "FileIO.read(" + aFolder + ") failed.\n" + banner,
          1,
@@ -117,7 +122,7 @@ TEST_F(CommandLine, TheExtensionChoosesTheReader) {
 }
 
 TEST_F(CommandLine, EachLineIsOneJob) {
-    write("empty.jpg", "");
+    write("empty.DNG", "");
     std::filesystem::create_directory(path("d.jpg"));
     ASSERT_EQ(::mkfifo(path("f.jpg").c_str(), 0600), 0);
     const auto unread = [&](const char* name) {
@@ -126,10 +131,10 @@ TEST_F(CommandLine, EachLineIsOneJob) {
     // The options belong to the other mode.
     const Outcome outcome =
         runSondex({}, photo + "\n\n\t\t\n" + path("none.jpg") + "\r\n\t" + photo + "\tx\r\n" +
-                          path("empty.jpg") + "\n" + path("d.jpg") + "\n" + path("f.jpg") +
+                          path("empty.DNG") + "\n" + path("d.jpg") + "\n" + path("f.jpg") +
                           "\n-h\n" + photo + std::string(1, '\0') + "more\n" + photo);
     EXPECT_EQ(outcome.out, stillLine + notOpened(path("none.jpg")) + failed + stillLine +
-                               unread("empty.jpg") + unread("d.jpg") + unread("f.jpg") +
+                               unread("empty.DNG") + unread("d.jpg") + unread("f.jpg") +
                                noMovie("-h") + failed + stillLine + stillLine);
     EXPECT_EQ(outcome.status, 0);
 }

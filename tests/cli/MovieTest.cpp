@@ -85,10 +85,11 @@ TEST_F(Movie, DumpsGoToTheirOwnFiles) {
     // The columns of a job line ask for the same; a dump that cannot be made, also because it is
     // the movie, ends the file.
     const std::string failed = "result: {\"status\":\"failed\"}\n";
-    const std::string out = runSondex({}, movie + "\t" + path("t2") + "\n" + movie + "\t/none/x\n" +
-                                              movie + "\t" + movie + "\n")
+    const std::string out = runSondex({}, movie + "\t" + path("t2") + "\t" + path("g2") + "\n" +
+                                              movie + "\t/none/x\n" + movie + "\t" + movie + "\n")
                                 .out;
     EXPECT_EQ(readFile(folder.path() / "t2"), readFile(folder.path() / "t"));
+    EXPECT_EQ(readFile(folder.path() / "g2"), readFile(folder.path() / "g"));
     EXPECT_NE(out.find("open(/none/x, 'w') failed.\n" + failed), std::string::npos);
     EXPECT_TRUE(out.ends_with(failed));
     EXPECT_EQ(readFile(folder.path() / "camera.mp4"), cameraMovie());

@@ -49,6 +49,8 @@ const std::tuple<Form, void (*)(T&), const char*> rows[] = {
     {tiff, [](T& t) { (t = T(false)).byteOrder = 0x1234; }, "bigEndian reqired."},
     {note, [](T& t) { t.camera[0x0003].type = 5; },
      "Invalid entry for Zenith(0x0003): SRATIONAL[2] required."},
+    // Deliberate: of another type, and not two of it.
+    {note, [](T& t) { t.camera[0x0003].type = 5, t.camera[0x0003].count = 3; }, ""},
     {note, [](T& t) { t.camera[0x0004].count = 2; },
      "Invalid entry for Compass(0x0004): RATIONAL[1] required."},
     {note, [](T& t) { t.camera[0x0204].type = 4; },

@@ -50,6 +50,13 @@ TEST(ParameterSet, RefusesWhatTheStandardForbids) {
         {"6764000dade00810", "delta_scale is out of range"},
         {"6742000dda0507e82084", "cpb_cnt_minus1 exceeds 31"},
     };
+    // The ends of what the standard allows.
+    for (const std::uint32_t code : {258U, 256U, 253U, 255U}) {  // -129, -128, 127, 128
+        auto set = parsed<SequenceParameterSet>(fromHex(kSamples[5].hex));
+        set.scaling_list[0].delta_scale[0].codeNumber = code;
+        const std::string failure = failureOf([&] { parsed<SequenceParameterSet>(set.write()); });
+        EXPECT_EQ(failure.empty(), code == 256 || code == 253) << code << failure;
+    }
     for (const auto& [hex, text] : sets)
         EXPECT_EQ(failureOf([h = hex] { parsed<SequenceParameterSet>(fromHex(h)); }), text) << hex;
 }
@@ -62,6 +69,23 @@ TEST(ParameterSet, ReadsWhatIsUntidyAndWritesItNot) {
         EXPECT_EQ(set.pic_width_in_mbs_minus1, 19) << hex;
         EXPECT_NE(failureOf([&] { set.write(); }).find("not the standard's"), std::string::npos);
     }
+}
+
+TEST(AvcRecord, RoundTripsAndSaysWhatIsMissing) {
+    // Reserved bits that are zeros; an extension of a high profile, and what follows any record.
+    const char* records[] = {
+        "0142000d030100026742010002688b", "0158000dffe100026742010002688b09f8f800",
+        "0164000dffe100026764010002688bfdf8f80077", "0164000dffe100026764010002688b77"};
+    const bool extended[] = {false, false, true, false};
+    for (std::size_t i = 0; i < std::size(records); ++i) {
+        const std::string hex = records[i];
+        const auto record = parsed<AvcRecord>(fromHex(hex));
+        EXPECT_EQ(toHex(record.write()), hex);
+        EXPECT_EQ(record.extension.has_value(), extended[i]) << hex;
+        EXPECT_EQ(record.surplus.length(), i == 0 ? 0U : i == 1 ? 4U : 1U);
+    }
+    EXPECT_EQ(failureOf([] { parsed<AvcRecord>(fromHex("0142000dffe000")); }),
+              "the record holds no sequence parameter set");
 }
 
 TEST(AvcFlagPatch, AddsTheStandardsBitsAndLeavesOtherProfilesAlone) {

@@ -51,6 +51,7 @@ TEST(BoxTree, SizesOfEveryForm) {
         {box("free") + box(zeros(4)) + skip, first},
         // A code with a zero byte is shown up to it.
         {box(std::string_view("ab\0c", 4)), "<'ab': start=0 bytes=8 >\n"},
+        {box("a\nbc"), "<'a bc': start=0 bytes=8 >\n"},
     };
     for (const auto& [bytes, lines] : cases)
         EXPECT_EQ(dumpOf(bytes), lines);
@@ -119,6 +120,12 @@ TEST(LeafBox, PrintsItsFields) {
          "bytes=40 timeStamp=2 duration=4.000000 time_scale=3.000000 >"},
         // A name that does not fit is not read; its announced length stays.
         {"meta", boxClaiming(132, "hdlr", zeros(8) + "soun"), "bytes=132 handler= name=(100) >"},
+        {"meta", boxClaiming(132, "hdlr", zeros(8) + "soun" + zeros(12) + "abc"),
+         "bytes=132 handler=soun name=(100) >"},
+        // What would end the line is blank.
+        {"meta", box("hdlr", zeros(8) + "s\nun" + zeros(12) + "a\rb"),
+         "bytes=35 handler=s un name=a b(3) >"},
+        {"moovudta", locations(3, "+\n1"), "bytes=15 xyz=+ 1 15c7 >"},
         {tables, fullBox("stsz", 0, u32(0) + u32(2) + u32(0xFFFFFFFF) + u32(2)),
          "bytes=28 sampleSize=0 sample_count=2 sample_total=4294967297 >"},
         // One size for all: the product wraps at 32 bits.
