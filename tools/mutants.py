@@ -2,7 +2,7 @@
 """Plants the small faults of tools/mutants.txt, one at a time, in a copy of the tree and runs the
 tests on each; prints those that no test sees.  usage: mutants.py [--quick] [PREFIX...]
 
-PREFIX: only faults in files whose paths begin so. --quick: only the tests of the fault's own folder;
+PREFIX: only faults whose file and line of the list, as "app/main.cpp:90", begin so. --quick: only the tests of the fault's own folder;
 what they do not see, another may. The copy and its build stay in build/mutants, so
 that the next run builds little. Ends with 1 when a fault survives without a reason, is not found in
 its file any more, or does not build.
@@ -101,8 +101,9 @@ def failingTest(pattern):
 
 def quickTests(path):
     """The tests that most likely see a fault in this file, by the folder's name."""
-    names = {"app": ["app", "cli"], "probe": ["probe", "cli"], "kit": ["sondexkit", "kit_scan"],
-             "python": ["kit_dask"]}
+    names = {"app": ["app", "cli"], "probe": ["probe", "cli"], "exif": ["exif", "cli"],
+             "h264": ["h264", "cli"], "builder": ["builder", "kit_carry"],
+             "kit": ["sondexkit", "kit_scan", "kit_carry"], "python": ["kit_dask"]}
     folder = path.split("/")[0]
     return names.get(folder, [folder])
 
@@ -141,7 +142,7 @@ def outcomeOf(mutant, isQuick):
 def main(words):
     isQuick, prefixes = "--quick" in words, [word for word in words if word != "--quick"]
     mutants = [mutant for mutant in readList(root / "tools/mutants.txt")
-               if not prefixes or mutant.path.startswith(tuple(prefixes))]
+               if not prefixes or f"{mutant.path}:{mutant.line}".startswith(tuple(prefixes))]
     copyTree()
     # Compiling takes most of the time.
     configured = run("cmake", "-S", tree, "-B", build, "-DCMAKE_BUILD_TYPE=Release",

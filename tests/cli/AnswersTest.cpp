@@ -253,6 +253,18 @@ TEST(Answers, AreThoseToEveryMovie) {
     hold(settings(), &BuiltMovie::bytes, ".mp4", movieLine, movieFacts);
 }
 
+TEST(Answers, SayWhyANoteIsNotPrinted) {
+    const TempFolder folder;
+    BuiltMovie movie;
+    movie.hasNote = false;
+    for (const auto& [note, line] : {std::pair("M", "EXIF can't read - "), std::pair("", "<rdf:")}) {
+        movie.moreUserData = box("KMKN", note);
+        folder.write("m.mp4", movie.bytes());
+        const std::string out = runSondex({(folder.path() / "m.mp4").string(), "-dump"}).out;
+        EXPECT_TRUE(out.substr(out.find('\n', out.find("result: ")) + 1).starts_with(line)) << out;
+    }
+}
+
 TEST(Answers, AreThoseToEveryStill) {
     hold(stillRows, &CameraTiff::tiff, ".dng", stillLine, stillFacts);
     const TempFolder folder;

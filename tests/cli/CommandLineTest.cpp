@@ -83,8 +83,8 @@ TEST_F(CommandLine, WordsAndStatuses) {
          1,
          me + movie + " looks like an MP4; the name's extension chooses the reader\n"},
         {{write("none.JPG", "\xFF\xD8\xFF\xD9")},
-         "ExifParser::attachJPEG() for '" + path("none.JPG") + "' failed - Invalid EOI(0xFFD9) found.\n" +
-             banner,
+         "ExifParser::attachJPEG() for '" + path("none.JPG") +
+             "' failed - Invalid EOI(0xFFD9) found.\n" + banner,
          1,
          ""},
         {{aFolder},

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include "sondex/sondex.h"
 #include "support/WideText.h"
 #include "tests/kit/BoxBuilder.h"
+#include "tests/kit/BuiltMovie.h"
 #include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
 #include "tests/kit/Program.h"
@@ -53,5 +55,29 @@ TEST(FlagPatch, EveryWayKeepsTheFrames) {
             EXPECT_NE(again.out.find("constrained_set1_flag = 1, not 0.\n"), std::string::npos);
             EXPECT_EQ(readFile(name), after);
         }
+    }
+}
+
+TEST(FlagPatch, TakesAWholeSpareBoxAndLeavesOtherProfiles) {
+    const TempFolder folder;
+    BuiltMovie movie;
+    movie.tracks.resize(4);
+    movie.moreUserData = box("free");
+    H264::SequenceParameterSet set = movie.set();
+    set.constraint_set1_flag = set.vui_parameters_present_flag = false;
+    sondex::Changes flag;
+    flag.baselineFlag = true;
+    for (const int profile : {66, 77}) {
+        set.profile_idc = static_cast<std::uint8_t>(profile);
+        movie.put(set);
+        const std::string path = WEKU::wchar::narrow(folder.write("m.mp4", movie.bytes()));
+        const auto done = sondex::change(path, flag);
+        const std::string after = readFile(std::filesystem::path(path));
+        EXPECT_EQ(after.size(), movie.bytes().size());
+        // Two bytes a record: as many as the empty box has.
+        EXPECT_EQ(after == movie.bytes(), profile == 77);
+        EXPECT_EQ(after.find("free") == after.npos, profile == 66);
+        EXPECT_EQ(done.has_value() ? "" : done.error().message,
+                  profile == 66 ? "" : "the first parameter set is not of the baseline profile");
     }
 }

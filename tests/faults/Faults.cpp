@@ -129,7 +129,8 @@ int fstat(int file, struct stat* facts) noexcept {
 /// What reached the disk is not looked at here, so that nothing is flushed.
 int fsync(int file) {
     stepAhead("fsync");
-    return whole<int(int, int)>(0, "fcntl", file, F_GETFD) < 0 ? -1 : 0;
+    const int bits = (::fcntl(file, F_GETFL) & O_DIRECTORY) != 0 ? 0 : faults::flushFailed;
+    return whole<int(int, int)>(bits, "fcntl", file, F_GETFD) < 0 ? -1 : 0;
 }
 
 int ftruncate(int file, off_t length) noexcept {

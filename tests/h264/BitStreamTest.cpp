@@ -3,6 +3,7 @@
 #include <climits>
 #include <functional>
 
+#include "h264/EmulationPrevention.h"
 #include "h264/GolombBitStream.h"
 #include "tests/kit/Hex.h"
 #include "tests/kit/TiffBuilder.h"
@@ -45,4 +46,8 @@ TEST(GolombBitStream, SignedCodesAreNotInverse) {
         EXPECT_EQ(written([&](auto& s) { s.write_golombs(write[number]); }), code);
     }
     EXPECT_EQ(written([](auto& s) { s.write_golombs(INT_MIN); }), "000000008000000000");
+}
+
+TEST(EmulationPrevention, StandsBehindTwoZerosOrMore) {
+    EXPECT_EQ(kit::toHex(H264::unescape(kit::fromHex("00000003010003000003"))), "0000000100030000");
 }

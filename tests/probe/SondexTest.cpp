@@ -53,6 +53,8 @@ TEST(Sondex, ReadsModelMakerNoteAndGyro) {
         EXPECT_EQ(movie.lines, lines);
         EXPECT_EQ(movie.hasGyro, hasGyro);
     }
+    EXPECT_EQ(MetaBuilder::camera_version("KESTO ZELVA PD"), MetaBuilder::CAMERA_PD);
+    EXPECT_EQ(MetaBuilder::camera_version("OTHER ZELVA Q7"), MetaBuilder::CAMERA_UNKNOWN);
     const auto video = [](const char* code) {
         return trackOf(tkhd(64, 32), visualEntry(code, 64, 32));
     };
@@ -63,8 +65,9 @@ TEST(Sondex, ReadsModelMakerNoteAndGyro) {
 
 TEST(Sondex, TakesTheFirstTextOfEachKind) {
     const std::string xml =
-        "<a>\n<GSpherical:StitchingSoftware>  S 1 </GSpherical:StitchingSoftware>\n</a>";
-    const std::string cut = "<x:CreatorTool>T\n</x:CreatorTool>";
+        "<a>\n<GSpherical:StitchingSoftware>  S</GSpherical:StitchingSoftware>1 "
+        "</GSpherical:StitchingSoftware>\n</a>";
+    const std::string cut = "<x:CreatorTool>T\r</x:CreatorTool>";
     const auto track = [](const std::string& boxes) { return box("trak", boxes); };
     const Probed movie(movieOf("", track(uuidBox(MP4::xmpType, "x") + box("uuid", zeros(15))) +
                                        track(uuidBox(MP4::sphericalVideoType, xml)) +
@@ -72,7 +75,7 @@ TEST(Sondex, TakesTheFirstTextOfEachKind) {
                        uuidBox(MP4::sphericalVideoType, "x") + uuidBox(MP4::xmpType, cut) +
                        uuidBox(MP4::xmpType, "<x:CreatorTool>U</x:CreatorTool>"));
     EXPECT_EQ(movie.sphericalXML, xml);
-    EXPECT_EQ(movie.stitchingSoftware, "S 1 ");
+    EXPECT_EQ(movie.stitchingSoftware, "S</GSpherical:StitchingSoftware>1 ");
     EXPECT_EQ(movie.xmp, cut);
     EXPECT_EQ(movie.creatorTool, "");
 }

@@ -27,6 +27,19 @@ TEST(Orientation, HeadingsWrapAt16Bits) {
     }
 }
 
+TEST(Orientation, BringsSamplesIntoTheCameraFrame) {
+    Streams streams;
+    const std::string lines = kit::captureOutput([&] {
+        EXPECT_FALSE(streams.loadM29({{100, 0, 0, 0}}, {{1, 2, 3000, 4}, {1, 2, 3000, 5}}, 15));
+        EXPECT_TRUE(streams.loadM29({{100, 0, 0, 0}}, {{1, 2, 3000, 4}}, 15));
+    });
+    EXPECT_TRUE(lines.starts_with("KDTC/KDTD is not enough size.\n  KDTC:   1\n  KDTD/G: 2\n"));
+    const Info& info = streams.infos.at(0);
+    EXPECT_EQ((std::vector<int>{info.x, info.y, info.z, streams.frameStep}),
+              (std::vector<int>{-1, -3000, -2, 2}));
+    EXPECT_NEAR(info.heading, 27000, 10);
+}
+
 TEST(Orientation, DetectsAReversedMounting) {
     const Info up{0, 1000, 0, 0, 0, 0}, down{0, -1000, 0, 0, 0, 0}, tilted{0, 1000, 1000, 0, 0, 0};
     const std::pair<std::vector<Info>, std::string> cases[] = {

@@ -55,7 +55,8 @@ TEST(StreamLoader, BothByteOrdersGiveEqualSamples) {
         check(Streams::loadM29_KDTC, std::vector<Streams::Ecompass>{{9, -2, 1e9F, time}}, "KDTC");
         check(Streams::loadM30_KDTD_with_KDTG, fourSamples, "KDTD");
         // With frame times: the samples between which each lies; the cursor never goes back.
-        const std::vector<unsigned long long> times = {500, 1000, 1250, 2999, 3500, 4001, 100};
+        const std::vector<unsigned long long> times = {500,  1000, 1250, 2999,
+                                                       3500, 4000, 4001, 100};
         const Loaded frames =
             load(Streams::loadM30_KDTD_with_KDTG,
                  streamBox("KDTD", fourSamples, layout) + streamBox("KDTG", times, layout));
@@ -66,6 +67,7 @@ TEST(StreamLoader, BothByteOrdersGiveEqualSamples) {
                                      {2, 50, -16384, 1250},
                                      {12, 6, 32, 2999},
                                      {16, 7, 0, 3500},
+                                     {20, 8, 1, 4000},
                                      {20, 8, 1, 4000},
                                      {20, 8, 1, 4000}}));
     }

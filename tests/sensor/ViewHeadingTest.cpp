@@ -38,4 +38,6 @@ TEST(ViewHeading, WritesWhatItReads) {
     back.fov = 5;
     back.attach(std::string_view(xml));
     EXPECT_EQ(back.toString(), xml);
+    back.attach("GSpherical:StitchingSoftware>GSpherical:StitchingSoftware</x>");
+    EXPECT_EQ(back.software, "");
 }

@@ -70,7 +70,7 @@ TEST(NumberText, WritesAsPrintf) {
     }
     for (const int value : {0, 7, -7, INT32_MIN}) {
         for (const char* format :
-             {"%d", "%+5d|", "%-5i|", "%05d", "%.3d", "%u", "%08X", "%x", "%o"})
+             {"%d", "%+5d|", "%-5i|", "%05d", "%.3d", "%05.3d", "%u", "%08X", "%x", "%o"})
             EXPECT_EQ(formatText(format, value), byC(format, value)) << format;
     }
     // A conversion that does not fit its value, has none or is none reads nothing else.
