@@ -20,17 +20,13 @@ using sondex::StillFacts;
 
 namespace {
 
+// clang-format off
 const std::string movieLine =
-    R"(result: {"status":"succeed", "hasKDTD":true, "type":"dualfish", "codec":"H264", )"
-    R"("decodable":true, "hasSpatialSound":true, "hasSA3DSound":true, "duration":2.00, )"
-    R"("videoBitRate":84, "model":"Model A", "software":"1.20", "cpuVersion":"2.10b", )"
-    R"("cameraSerial":"00012345", "gps":"+35+139/", "frameWidth":640, )"
-    R"("frameHeight":320, "GSpherical:InitialViewHeadingDegrees":90, )"
-    R"("GSpherical:InitialViewPitchDegrees":-10, "GSpherical:InitialHorizontalFOVDegrees":75, )"
-    R"("GSpherical:InitialCameraDolly":0.75, "GSpherical:StitchingSoftware":"S   \1", )"
-    R"("creatorTool":"T", "topBottomCorrection":false, "dxvaDecodable":true, )"
-    R"("directionLocked":true, "videoStabilization":5, "KDTDSamplingRate":30, )"
+    R"(result: {"status":"succeed", "hasKDTD":true, "type":"dualfish", "codec":"H264", "decodable":true, "hasSpatialSound":true, "hasSA3DSound":true, "duration":2.00, "videoBitRate":84, "model":"Model A", "software":"1.20", "cpuVersion":"2.10b", )"
+    R"("cameraSerial":"00012345", "gps":"+35+139/", "frameWidth":640, "frameHeight":320, "GSpherical:InitialViewHeadingDegrees":90, "GSpherical:InitialViewPitchDegrees":-10, "GSpherical:InitialHorizontalFOVDegrees":75, )"
+    R"("GSpherical:InitialCameraDolly":0.75, "GSpherical:StitchingSoftware":"S   \1", "creatorTool":"T", "topBottomCorrection":false, "dxvaDecodable":true, "directionLocked":true, "videoStabilization":5, "KDTDSamplingRate":30, )"
     R"("KDTBSamplingRate":200, "KDTCSamplingRate":100, "videoQuality":"fine"})";
+// clang-format on
 
 const MovieFacts movieFacts = {
     .camera = {"Model A", "1.20", "2.10b", "00012345"},
@@ -57,10 +53,10 @@ const MovieFacts movieFacts = {
     .quality = sondex::Quality::fine,
 };
 
+// clang-format off
 const std::string stillLine =
-    R"(result: {"status":"succeed", "type":"DNG", "model":"Model A", "software":"1.20", )"
-    R"("cpuVersion":"2.10b", "cameraSerial":"00012345", "yaw":270.5, "pitch":10.5, )"
-    R"("roll":-2.5, "jpeg":{"offset":8192, "bytes":12288}})";
+    R"(result: {"status":"succeed", "type":"DNG", "model":"Model A", "software":"1.20", "cpuVersion":"2.10b", "cameraSerial":"00012345", "yaw":270.5, "pitch":10.5, "roll":-2.5, "jpeg":{"offset":8192, "bytes":12288}})";
+// clang-format on
 
 const StillFacts stillFacts = {
     .format = sondex::StillFormat::dng,
@@ -178,25 +174,19 @@ const std::vector<Row<M, F>> movieRows = {
     {[](M& m) { m.gyro.clear(), m.compass.clear(); }, {"200", "0", "100", "0"}, [](F& f) { f.motion = {30, 0, 0}; }},
     {[](M& m) { m.accel.clear(); }, {R"("hasKDTD":true)", R"("hasKDTD":false)", rates, ""}, [](F& f) { f.motion = {}; }},
 };
-// clang-format on
-
 /// Every stabilisation setting, of which the low three bits count.
 std::vector<Row<M, F>> settings() {
     std::vector<Row<M, F>> rows;
-    for (const std::uint32_t setting : {0U, 1U, 2U, 3U, 4U, 6U, 7U, 11U}) {
-        const std::int32_t shown = setting == 2 ? 0 : static_cast<std::int32_t>(setting);
-        const bool locked = setting == 3 || setting == 11;
-        rows.push_back({[=](M& m) { m.note.camera[0x1014].value = setting << 16; },
-                        {lock, R"("directionLocked":)"s + (locked ? "true" : "false") +
-                                   R"(, "videoStabilization":)" + std::to_string(shown) + ", "},
-                        [=](F& f) {
-                            f.stabilization = sondex::Stabilization{locked, shown};
-                        }});
+    for (const std::int32_t setting : {0, 1, 2, 3, 4, 6, 7, 11}) {
+        const sondex::Stabilization shown{setting % 8 == 3, setting == 2 ? 0 : setting};
+        const std::string text = R"("directionLocked":)"s + (shown.directionLocked ? "true" : "false") +
+                                 R"(, "videoStabilization":)" + std::to_string(shown.setting) + ", ";
+        rows.push_back({[=](M& m) { m.note.camera[0x1014].value = static_cast<std::uint32_t>(setting) << 16; },
+                        {lock, text}, [=](F& f) { f.stabilization = shown; }});
     }
     return rows;
 }
 
-// clang-format off
 using T = CameraTiff;
 using S = StillFacts;
 const std::vector<Row<T, S>> stillRows = {
@@ -257,12 +247,10 @@ TEST(Answers, SayWhyANoteIsNotPrinted) {
     const TempFolder folder;
     BuiltMovie movie;
     movie.hasNote = false;
-    for (const auto& [note, line] : {std::pair("M", "EXIF can't read - "), std::pair("", "<rdf:")}) {
-        movie.moreUserData = box("KMKN", note);
-        folder.write("m.mp4", movie.bytes());
-        const std::string out = runSondex({(folder.path() / "m.mp4").string(), "-dump"}).out;
-        EXPECT_TRUE(out.substr(out.find('\n', out.find("result: ")) + 1).starts_with(line)) << out;
-    }
+    movie.moreUserData = box("KMKN", "M");
+    folder.write("m.mp4", movie.bytes());
+    const std::string out = runSondex({(folder.path() / "m.mp4").string(), "-dump"}).out;
+    EXPECT_NE(out.find("\nEXIF can't read - "), std::string::npos) << out;
 }
 
 TEST(Answers, AreThoseToEveryStill) {

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <filesystem>
 
@@ -87,6 +86,10 @@ TEST_F(CommandLine, WordsAndStatuses) {
              "' failed - Invalid EOI(0xFFD9) found.\n" + banner,
          1,
          ""},
+        {{write("empty.DNG", "")},
+         "FileIO.read(" + path("empty.DNG") + ") failed.\n" + banner,
+         1,
+         ""},
         {{aFolder},
          "FileIO.read(" + aFolder + ") failed.\n" + banner,
          1,
@@ -121,24 +124,6 @@ TEST_F(CommandLine, TheExtensionChoosesTheReader) {
     }
 }
 
-TEST_F(CommandLine, EachLineIsOneJob) {
-    write("empty.DNG", "");
-    std::filesystem::create_directory(path("d.jpg"));
-    ASSERT_EQ(::mkfifo(path("f.jpg").c_str(), 0600), 0);
-    const auto unread = [&](const char* name) {
-        return "FileIO.read(" + path(name) + ") failed.\n" + failed;
-    };
-    // The options belong to the other mode.
-    const Outcome outcome =
-        runSondex({}, photo + "\n\n\t\t\n" + path("none.jpg") + "\r\n\t" + photo + "\tx\r\n" +
-                          path("empty.DNG") + "\n" + path("d.jpg") + "\n" + path("f.jpg") +
-                          "\n-h\n" + photo + std::string(1, '\0') + "more\n" + photo);
-    EXPECT_EQ(outcome.out, stillLine + notOpened(path("none.jpg")) + failed + stillLine +
-                               unread("empty.DNG") + unread("d.jpg") + unread("f.jpg") +
-                               noMovie("-h") + failed + stillLine + stillLine);
-    EXPECT_EQ(outcome.status, 0);
-}
-
 TEST_F(CommandLine, JobsAreAnyBytesUnderAnyLocale) {
     const std::string odd = write("c\xED\xA0\x80\x01\xFF\xE0\x81\x81\xF4\x90\x80\x80.jpg", still);
     // The characters of a line count, not their bytes; what does not fit is another job.
@@ -146,7 +131,9 @@ TEST_F(CommandLine, JobsAreAnyBytesUnderAnyLocale) {
     for (int i = 0; i < 4095; ++i)
         accents += "\xC3\xA9";
     for (const char* locale : {"LC_ALL=C", "LC_ALL=C.UTF-8"}) {
-        EXPECT_EQ(run({"env", locale, sondexProgram()}, odd + "\n" + accents + "more\n").out,
-                  stillLine + noMovie(accents) + failed + noMovie("more") + failed);
+        EXPECT_EQ(run({"env", locale, sondexProgram()},
+                      odd + "\n" + odd + std::string(1, '\0') + "x\n" + accents + "more\n")
+                      .out,
+                  stillLine + stillLine + noMovie(accents) + failed + noMovie("more") + failed);
     }
 }

@@ -65,19 +65,20 @@ TEST(FlagPatch, TakesAWholeSpareBoxAndLeavesOtherProfiles) {
     movie.moreUserData = box("free");
     H264::SequenceParameterSet set = movie.set();
     set.constraint_set1_flag = set.vui_parameters_present_flag = false;
-    sondex::Changes flag;
-    flag.baselineFlag = true;
-    for (const int profile : {66, 77}) {
-        set.profile_idc = static_cast<std::uint8_t>(profile);
+    for (const std::uint8_t profile : {std::uint8_t{66}, std::uint8_t{77}}) {
+        set.profile_idc = profile;
         movie.put(set);
-        const std::string path = WEKU::wchar::narrow(folder.write("m.mp4", movie.bytes()));
-        const auto done = sondex::change(path, flag);
-        const std::string after = readFile(std::filesystem::path(path));
-        EXPECT_EQ(after.size(), movie.bytes().size());
+        const std::string before = movie.bytes();
+        const std::string path = WEKU::wchar::narrow(folder.write("m.mp4", before));
         // Two bytes a record: as many as the empty box has.
-        EXPECT_EQ(after == movie.bytes(), profile == 77);
+        const std::string out = runSondex({"-set1", path}).out;
+        const std::string after = readFile(std::filesystem::path(path));
+        EXPECT_EQ(after.size(), before.size());
+        EXPECT_EQ(after == before, profile == 77);
         EXPECT_EQ(after.find("free") == after.npos, profile == 66);
-        EXPECT_EQ(done.has_value() ? "" : done.error().message,
-                  profile == 66 ? "" : "the first parameter set is not of the baseline profile");
+        EXPECT_EQ(out.find("\nprofile_idc = 77, not 66.\nresult: ") != out.npos, profile == 77);
     }
+    const auto refused =
+        sondex::change(WEKU::wchar::narrow(folder.wide("m.mp4")), {.baselineFlag = true});
+    EXPECT_EQ(refused.error().message, "the first parameter set is not of the baseline profile");
 }

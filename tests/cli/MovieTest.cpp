@@ -63,15 +63,6 @@ TEST_F(Movie, ACameraMovieGetsItsWholeOutput) {
     EXPECT_EQ(outcome.status, 0);
 }
 
-TEST_F(Movie, Set1SaysWhyTheFlagIsNotSet) {
-    const std::string& bytes = clip("main.mp4", {"-t", "0.2", "-c:v", "libx264", "-profile:v",
-                                                 "main", "-pix_fmt", "yuv420p", "-an"});
-    const std::string movie = write("m.mp4", bytes);
-    const std::string lines = "constrained_set1_flag = 1, not 0.\nprofile_idc = 77, not 66.\n";
-    EXPECT_NE(runSondex({"-set1", movie}).out.find("\n" + lines + "result: "), std::string::npos);
-    EXPECT_EQ(readFile(folder.path() / "m.mp4"), bytes);
-}
-
 TEST_F(Movie, DumpsGoToTheirOwnFiles) {
     const std::string movie = write("camera.mp4", cameraMovie());
     runSondex({"-kdtd:" + path("t"), "-kdtb:" + path("g"), "-kdtc:" + path("c"), movie});

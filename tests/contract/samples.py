@@ -13,31 +13,11 @@ def withModel(still, text):
     return still.replace(b"KESTO ZELVA Q7\0", text + b"\0")
 
 
-def withAngles(still, *words):
-    """A JPEG with these three signed rationals for roll, pitch and yaw."""
-    tiff = still.index(b"Exif\0\0") + 6
-    image = bytearray(still)
-    for entry, at in ((b"\0\3\0\x0a\0\0\0\2", 0), (b"\0\4\0\5\0\0\0\1", 4)):
-        (offset,) = struct.unpack_from(">I", still, still.index(entry) + 8)
-        struct.pack_into(f">{min(4, 6 - at)}i", image, tiff + offset, *words[at : at + 4])
-    return bytes(image)
-
-
 def withFirstGyro(movie, *values):
     box = movie.index(b"KDTB")
     order = ">" if struct.unpack_from("<H", movie, box + 12) == (0x3210,) else "<"
     image = bytearray(movie)
     struct.pack_into(f"{order}3f", image, box + 20, *values)
-    return bytes(image)
-
-
-def withOtherUuidFirst(movie):
-    """A track whose spherical-video box is not its first uuid box."""
-    at = movie.index(b"uuid\xff\xcc\x82\x63") - 4
-    image = bytearray(movie)
-    for box in (movie.index(b"moov") - 4, movie.index(b"trak") - 4):
-        struct.pack_into(">I", image, box, struct.unpack_from(">I", image, box)[0] + 24)
-    image[at:at] = b"\0\0\0\x18uuid" + bytes(16)
     return bytes(image)
 
 
@@ -67,11 +47,9 @@ def make(folder, sampleMaker):
     models = [write(f"model{i}.jpg", withModel(still, m)) for i, m in enumerate(models)]
     return {
         "movies": ["camera.MP4", "clip.mp4", write("nan.mp4", withFirstGyro(
-            movie, float("nan"), float("inf"), float("-inf"))),
-            write("uuid.mp4", withOtherUuidFirst(movie))],
+            movie, float("nan"), float("inf"), float("-inf")))],
         "models": models,
-        "stills": ["s.jpg", "s.DNG", write("inf.jpg", withAngles(still, -1, 0, 0, 0, 5, 0)),
-                   write("near.jpg", withSegment(still, 0x7FFF))],
+        "stills": ["s.jpg", "s.DNG", write("near.jpg", withSegment(still, 0x7FFF))],
         "unreadable": [write("cut.mp4", movie[: len(movie) // 50]), write("empty.jpg", b""),
                        write("text.mp4", b"no movie\n" * 99), "missing.dng", "picture.jpg",
                        write("late.jpg", withSegment(still, 0xFFFF))],
