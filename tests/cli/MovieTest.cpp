@@ -76,7 +76,7 @@ TEST_F(Movie, DumpsGoToTheirOwnFiles) {
     // The columns of a job line ask for the same; a dump that cannot be made, also because it is
     // the movie, ends the file.
     const std::string failed = "result: {\"status\":\"failed\"}\n";
-    const std::string out = runSondex({}, movie + "\t" + path("t2") + "\t" + path("g2") + "\n" +
+    const std::string out = runSondex({}, movie + "\t\t" + path("t2") + "\t" + path("g2") + "\n" +
                                               movie + "\t/none/x\n" + movie + "\t" + movie + "\n")
                                 .out;
     EXPECT_EQ(readFile(folder.path() / "t2"), readFile(folder.path() / "t"));
