@@ -16,13 +16,13 @@ if(NOT reader STREQUAL "header")
     find_package(PkgConfig QUIET)
     if(PKG_CONFIG_FOUND)
         pkg_check_modules(libav QUIET IMPORTED_TARGET
-                          libavformat>=59 libavcodec>=59 libavutil>=57)
+                          libavformat>=59 libavcodec>=59 libavutil>=57 libswscale>=6)
     endif()
     if(libav_FOUND)
         set(reader ffmpeg)
     elseif(reader STREQUAL "ffmpeg")
         message(FATAL_ERROR "FFmpeg's development packages were not found (Debian: pkg-config "
-                            "libavformat-dev libavcodec-dev libavutil-dev).")
+                            "libavformat-dev libavcodec-dev libavutil-dev libswscale-dev).")
     else()
         set(reader header)
     endif()
@@ -31,7 +31,7 @@ endif()
 if(reader STREQUAL "header")
     if(NOT SONDEX_VIDEO_READER STREQUAL "header")
         message(WARNING "FFmpeg's development packages were not found (Debian: pkg-config "
-                        "libavformat-dev libavcodec-dev libavutil-dev).")
+                        "libavformat-dev libavcodec-dev libavutil-dev libswscale-dev).")
     endif()
     message(NOTICE "-- Video reader: headers only. No picture will be decoded: a movie's size and "
                    "frame rate are what its headers claim, and one whose pictures are damaged "

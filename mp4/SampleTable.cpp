@@ -160,28 +160,34 @@ void TableReader::readTimes(SampleTable& into) {
     }
 }
 
-void readEdits(const NestedBox& track, BinFile& file, SampleTable& into) {
+}  // namespace
+
+std::vector<SampleTable::Edit> SampleTable::editsOf(const NestedBox& track, BinFile& file) {
+    std::vector<Edit> listed;
     const BOX* found = track.first("edts");
-    if (found == nullptr) return;
+    if (found == nullptr) return listed;
     NestedBox edits(*found, found->parent);
     file.moveTo(found->start + found->headerLength());
     file.budget = ParseBudget::forFile(file.fileLength());
     edits.parseBox(file, file.fileLength());
     file.budget = {};
     const BOX* list = edits.first("elst");
-    if (list == nullptr) return;
+    if (list == nullptr) return listed;
     TableReader reader(edits, file);
     const bool wide = reader.enter(*list) == 1;
     reader.rows(wide ? 20 : 12, file.take32(), [&](const unsigned char* bytes) {
         if (wide) {
-            into.edits.push_back(
-                {WEKU::loadBig<std::uint64_t>(bytes),
-                 static_cast<std::int64_t>(WEKU::loadBig<std::uint64_t>(bytes + 8))});
+            listed.push_back({WEKU::loadBig<std::uint64_t>(bytes),
+                              static_cast<std::int64_t>(WEKU::loadBig<std::uint64_t>(bytes + 8))});
         } else {
-            into.edits.push_back({word(bytes), static_cast<std::int32_t>(word(bytes + 4))});
+            listed.push_back({word(bytes), static_cast<std::int32_t>(word(bytes + 4))});
         }
     });
+    file.limit = UINT64_MAX;
+    return listed;
 }
+
+namespace {
 
 /// Every chunk lies in the file, and no byte belongs to so many samples that reading them all
 /// would take more than the file's length.
@@ -227,7 +233,7 @@ SampleTable SampleTable::read(const Container& movie, const NestedBox& track, Bi
     reader.readSizes(table);
     reader.readChunks(table);
     reader.readTimes(table);
-    readEdits(track, file, table);
+    table.edits = editsOf(track, file);
     checkBytes(table);
     file.limit = UINT64_MAX;
     return table;

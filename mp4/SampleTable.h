@@ -47,6 +47,8 @@ class SampleTable {
     /// with them: they contradict each other, end early or name bytes that the file does not hold.
     /// `file` is the movie, open.
     static SampleTable read(const Container& movie, const NestedBox& track, BinFile& file);
+    /// The edit list of a track alone, also of a fragmented movie; empty when there is none.
+    static std::vector<Edit> editsOf(const NestedBox& track, BinFile& file);
 
     std::uint32_t sizeOf(std::uint64_t sample) const {
         return sameSize != 0 ? sameSize : sizes[sample];

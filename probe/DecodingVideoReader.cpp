@@ -1,3 +1,4 @@
+#include "mp4/SampleTable.h"
 #include "probe/DecoderLoader.h"
 #include "probe/MovieView.h"
 #include "probe/VideoReader.h"
@@ -22,10 +23,29 @@ Trouble troubleOf(SondexVideoOutcome outcome, const SondexVideoFacts& found) {
             return Trouble::foreignCodec;
         case sondexVideoTooCostly:
             return Trouble::tooCostly;
+        case sondexVideoPastEnd:
+            return Trouble::pastEnd;
+        case sondexVideoUndecodable:
+            return Trouble::undecodable;
+        case sondexVideoUnwritable:
+            return Trouble::unwritable;
+        case sondexVideoStopped:
+            return Trouble::stopped;
         default:
             if (outcome == sondexVideoUnreadable) return Trouble::unreadable;
-            return found.width < 1 ? Trouble::undecodable : Trouble::none;
+            return Trouble::none;
     }
+}
+
+/// The media time that the track's edit list shows first.
+std::int64_t shownFirst(const MP4::Container& movie) {
+    MP4::SampleTable table;
+    if (movie.videoTrack == nullptr) return INT64_MIN;
+    movie.open([&](WEKU::FileIO& file) {
+        MP4::BinFile reader(file);
+        table.edits = MP4::SampleTable::editsOf(*movie.videoTrack, reader);
+    });
+    return table.edits.empty() ? INT64_MIN : table.shownFirst();
 }
 
 void warnOf(Trouble trouble, const SondexVideoFacts& found, const WEKU::FileIO& file) {
@@ -65,6 +85,27 @@ bool VideoReader::describeSource(const MP4::Container& movie, const WEKU::FileIO
     const SondexVideoOutcome outcome = module->describe(&source, &found);
     facts = {found.width, found.height, found.nominalFrameRate};
     facts.trouble = troubleOf(outcome, found);
+    if (facts.trouble == Trouble::none && found.width < 1) facts.trouble = Trouble::undecodable;
     warnOf(facts.trouble, found, file);
     return outcome == sondexVideoDescribed;
+}
+
+VideoFacts::Trouble VideoReader::capture(const MP4::Container& movie, const WEKU::FileIO& file,
+                                         SondexFrameWish wish,
+                                         const std::function<bool(const SondexFrame&)>& take) {
+    const SondexVideoModule* const module = videoModule();
+    if (module == nullptr) return Trouble::noDecoder;
+    const MovieView view(movie, file);
+    const SondexVideoSource source{view.length(), readView, &view};
+    wish.shownFirst = shownFirst(movie);
+    wish.isFragmented = movie.first("moof") != nullptr;
+    const auto hand = [](const void* taker, const SondexFrame* frame) {
+        return (*static_cast<const std::function<bool(const SondexFrame&)>*>(taker))(*frame);
+    };
+    const SondexFrameTaker taker{hand, &take};
+    SondexVideoFacts found{-1, -1, 0, sondexVideoNotRefused, ""};
+    const SondexVideoOutcome outcome = module->capture(&source, &wish, &taker, &found);
+    const Trouble trouble = troubleOf(outcome, found);
+    warnOf(trouble, found, file);
+    return trouble;
 }

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <functional>
+
 #include "mp4/Container.h"
+#include "probe/DecoderInterface.h"
 #include "support/FileIO.h"
 
 /// What a movie's first video track shows.
@@ -20,7 +23,10 @@ struct VideoFacts {
         tooLarge,
         foreignCodec,
         tooCostly,
-        undecodable
+        undecodable,
+        pastEnd,
+        unwritable,
+        stopped
     };
     Trouble trouble = Trouble::none;
 };
@@ -38,5 +44,12 @@ namespace VideoReader {
 /// The same, but takes the word of the track's tables and of its first sample entry.
 [[nodiscard]] bool describeHeaders(const MP4::Container& movie, const WEKU::FileIO& file,
                                    VideoFacts& facts);
+
+/// Hands the pictures that are wished for to `take`, in their order and until it returns false;
+/// where the edit list begins is found here. Returns why not all of them were: that of `stopped` is
+/// known to the caller. `take` must not throw.
+[[nodiscard]] VideoFacts::Trouble capture(const MP4::Container& movie, const WEKU::FileIO& file,
+                                          SondexFrameWish wish,
+                                          const std::function<bool(const SondexFrame&)>& take);
 
 }  // namespace VideoReader

@@ -26,6 +26,12 @@ std::uint64_t Demuxer::largestAllocation(std::uint64_t length) {
     return std::min(length, 10 * mebibyte) * 24 + 12 * mebibyte;
 }
 
+Meter Demuxer::meterFor(std::uint64_t length) {
+    constexpr std::uint64_t second = 1'000'000;
+    return Meter(largestAllocation(length) + 36 * mebibyte,
+                 second + std::min(length, 58 * mebibyte) * second / 2 / mebibyte);
+}
+
 std::uint64_t Demuxer::fetch(std::uint64_t offset, std::uint8_t* bytes, std::uint64_t count) {
     if (count > readsLeft) return 0;
     const std::uint64_t got = source.readAt(source.context, offset, bytes, count);
@@ -119,6 +125,49 @@ bool Demuxer::nextPacket(AVPacket& packet) {
     for (;;) {
         av_packet_unref(&packet);
         if (av_read_frame(format.get(), &packet) < 0) return false;
-        if (format->streams[packet.stream_index] == selected) return true;
+        if (format->streams[packet.stream_index] != selected) continue;
+        ++next;
+        return true;
     }
+}
+
+void Demuxer::readFragments() {
+    const Libav::Bounded bounded(largestAllocation(source.length));
+    const Libav::Owned<AVPacket> packet(av_packet_alloc());
+    // Packets of a track that is discarded are passed over unread.
+    selected->discard = AVDISCARD_ALL;
+    while (packet && av_read_frame(format.get(), packet.get()) >= 0)
+        av_packet_unref(packet.get());
+    selected->discard = AVDISCARD_DEFAULT;
+    next = -1;
+}
+
+std::int64_t Demuxer::packetCount() const {
+    return avformat_index_get_entries_count(selected);
+}
+
+std::int64_t Demuxer::keyPacketAt(std::int64_t decodingTime) const {
+    return av_index_search_timestamp(selected, decodingTime, AVSEEK_FLAG_BACKWARD);
+}
+
+std::int64_t Demuxer::decodingTimeOf(std::int64_t packet) const {
+    const AVIndexEntry* entry = avformat_index_get_entry(selected, static_cast<int>(packet));
+    return entry != nullptr ? entry->timestamp : 0;
+}
+
+bool Demuxer::seekTo(std::int64_t packet) {
+    if (packet == next) return true;
+    if (packet < 0 || packet >= packetCount()) return false;
+    constexpr int flags = AVSEEK_FLAG_BACKWARD | AVSEEK_FLAG_ANY;
+    const std::int64_t time = decodingTimeOf(packet);
+    // Of packets that share their time, this need not be the one that is wanted.
+    next = av_index_search_timestamp(selected, time, flags);
+    if (next < 0 || next > packet) return false;
+    const Libav::Bounded bounded(largestAllocation(source.length));
+    if (av_seek_frame(format.get(), selected->index, time, flags) < 0) return false;
+    const Libav::Owned<AVPacket> passed(av_packet_alloc());
+    while (passed && next < packet) {
+        if (!nextPacket(*passed)) return false;
+    }
+    return passed != nullptr;
 }

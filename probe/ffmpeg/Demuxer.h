@@ -13,6 +13,9 @@ class Demuxer {
     /// A movie's index takes 24 bytes a sample, and a hostile table announces billions of samples
     /// in a few bytes; a packet is one coded picture.
     static std::uint64_t largestAllocation(std::uint64_t length);
+    /// What opening a movie of this length and decoding one picture may cost: an hour's movie opens
+    /// in a few milliseconds, and the largest picture decodes in less than one of the seconds.
+    static Meter meterFor(std::uint64_t length);
 
     Demuxer(const SondexVideoSource& source, Meter& meter);
     Demuxer(const Demuxer&) = delete;
@@ -25,6 +28,17 @@ class Demuxer {
     AVStream* selectVideo();
     /// Reads the next packet of the selected track; false at the end.
     [[nodiscard]] bool nextPacket(AVPacket& packet);
+
+    /// Reads the index of all fragments, none of their packets.
+    void readFragments();
+    /// The packets of the selected track that the index knows.
+    std::int64_t packetCount() const;
+    /// The last packet that decoding can begin with and that is decoded at this time or earlier;
+    /// -1 when there is none.
+    std::int64_t keyPacketAt(std::int64_t decodingTime) const;
+    std::int64_t decodingTimeOf(std::int64_t packet) const;
+    /// Makes the packet with this number, in decoding order, the next one.
+    [[nodiscard]] bool seekTo(std::int64_t packet);
 
   private:
     static int read(void* self, std::uint8_t* bytes, int count);
@@ -43,7 +57,9 @@ class Demuxer {
     Meter& meter;
     /// Bytes that may still be read.
     std::uint64_t readsLeft;
-    const AVStream* selected = nullptr;
+    AVStream* selected = nullptr;
+    /// The number of the packet that is read next.
+    std::int64_t next = 0;
     Libav::Owned<AVIOContext> io;
     Libav::Owned<AVFormatContext> format;
 };

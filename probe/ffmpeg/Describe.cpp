@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "probe/ffmpeg/Capture.h"
 #include "probe/ffmpeg/PictureDecoder.h"
 
 namespace {
@@ -15,17 +16,8 @@ float nominalFrameRate(const AVStream& stream) {
     return static_cast<float>(static_cast<double>(stream.nb_frames) / duration);
 }
 
-/// An hour's movie opens in a few milliseconds, and the largest picture decodes in less than one of
-/// the seconds.
-Meter meterFor(std::uint64_t length) {
-    constexpr std::uint64_t mebibyte = 1 << 20;
-    constexpr std::uint64_t second = 1'000'000;
-    return Meter(Demuxer::largestAllocation(length) + 36 * mebibyte,
-                 second + std::min(length, 58 * mebibyte) * second / 2 / mebibyte);
-}
-
 SondexVideoOutcome describe(const SondexVideoSource* source, SondexVideoFacts* facts) {
-    Meter meter = meterFor(source->length);
+    Meter meter = Demuxer::meterFor(source->length);
     Demuxer demuxer(*source, meter);
     const bool opened = demuxer.open();
     if (!opened && meter.isExceeded()) facts->refusal = sondexVideoTooCostly;
@@ -35,7 +27,7 @@ SondexVideoOutcome describe(const SondexVideoSource* source, SondexVideoFacts* f
     facts->nominalFrameRate = nominalFrameRate(*video);
     facts->codec = avcodec_get_name(video->codecpar->codec_id);
 
-    PictureDecoder decoder(*video, meter);
+    PictureDecoder decoder(*video, meter, PictureDecoder::Aim::check);
     const AVFrame* picture = decoder.decodeFirst(demuxer);
     if (picture != nullptr) {
         facts->width = picture->width;
@@ -49,4 +41,4 @@ SondexVideoOutcome describe(const SondexVideoSource* source, SondexVideoFacts* f
 }  // namespace
 
 extern "C" [[gnu::visibility("default")]] const SondexVideoModule sondexVideoModule{
-    sondexVideoInterface, describe};
+    sondexVideoInterface, describe, capture};

@@ -5,6 +5,8 @@ extern "C" {
 #include <libavcodec/bsf.h>
 #include <libavformat/avformat.h>
 #include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
 }
 
 #include <algorithm>
@@ -22,6 +24,7 @@ struct Release {
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
     void operator()(AVBSFContext* filter) const { av_bsf_free(&filter); }
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+    void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
     void operator()(AVIOContext* io) const {
         // The demuxer may have put another buffer in the place of the one it was given.
         av_freep(&io->buffer);

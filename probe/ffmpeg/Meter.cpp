@@ -52,6 +52,10 @@ Meter::Meter(std::uint64_t bytes, std::uint64_t microseconds)
     ++running;
 }
 
+void Meter::renew() {
+    startMicroseconds = usage().microseconds;
+}
+
 bool Meter::isExceeded(std::uint64_t bytes) {
     const Clock::time_point time = Clock::now();
     if (bytes < smallRequest && time - lookedAt < std::chrono::milliseconds(1)) return exceeded;

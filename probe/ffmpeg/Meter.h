@@ -14,6 +14,8 @@ class Meter {
     Meter(const Meter&) = delete;
     Meter& operator=(const Meter&) = delete;
 
+    /// The processor time counts from here on; memory goes on counting from the start.
+    void renew();
     void allowMore(std::uint64_t bytes) { allowedBytes += bytes; }
     /// More has been spent than was allowed, or would be with `bytes` more memory. Stays true.
     /// Cheap enough to be asked for every few bytes: the system is asked once a millisecond, in

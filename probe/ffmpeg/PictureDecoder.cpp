@@ -151,10 +151,12 @@ bool PictureDecoder::open() {
     // does the H.264 decoder have its slices decoded from outside, which then leaves them without
     // work.
     decoder->thread_type = FF_THREAD_SLICE;
+    isWatched = isWatched || (aim == Aim::show && parameters.codec_id == AV_CODEC_ID_H264);
     decoder->thread_count = isWatched ? 2 : 1;
-    // Nobody looks at the picture; only whether it decodes counts.
-    decoder->skip_loop_filter = AVDISCARD_ALL;
+    if (aim == Aim::check) decoder->skip_loop_filter = AVDISCARD_ALL;
     decoder->error_concealment = 0;
+    // A picture that is held back for what it refers to would end the decoder's output.
+    if (aim == Aim::show) decoder->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
     const Libav::Bounded bounded(mostBytes);
     if (parameters.codec_id == AV_CODEC_ID_AV1) {
         decoder->max_pixels = sondexVideoMostPixels / 4;
@@ -166,24 +168,38 @@ bool PictureDecoder::open() {
     return true;
 }
 
-bool PictureDecoder::decode(const AVPacket* packet) {
+bool PictureDecoder::takeReady(const Take& take) {
+    const Libav::Bounded bounded(mostBytes);
+    while (avcodec_receive_frame(decoder.get(), frame.get()) == 0) {
+        if (take(*frame)) return true;
+    }
+    return false;
+}
+
+void PictureDecoder::decodeUnreferenced(bool wanted) {
+    // Of the other codecs, some have layers in which such a picture is referred to all the same.
+    if (decoder->codec_id != AV_CODEC_ID_H264) return;
+    decoder->skip_frame = wanted ? AVDISCARD_DEFAULT : AVDISCARD_NONREF;
+}
+
+bool PictureDecoder::decode(const AVPacket* packet, const Take& take) {
     passes = packet != nullptr ? passesOf(*packet, *stream.codecpar) : 0;
     // A packet that is refused is skipped, as a player would.
     avcodec_send_packet(decoder.get(), packet);
-    if (avcodec_receive_frame(decoder.get(), frame.get()) == 0) return true;
+    if (takeReady(take)) return true;
     if (!isCrowded || isWatched || decoder->codec_id != AV_CODEC_ID_H264) return false;
     isWatched = true;
-    return open() && decode(packet);
+    return open() && decode(packet, take);
 }
 
-bool PictureDecoder::feed(const AVPacket* packet) {
+bool PictureDecoder::feed(const AVPacket* packet, const Take& take) {
     const Libav::Bounded bounded(mostBytes);
-    if (!splitter || packet == nullptr) return decode(packet);
+    if (!splitter || packet == nullptr) return decode(packet, take);
     const Libav::Owned<AVPacket> part(av_packet_clone(packet));
     if (!part || av_bsf_send_packet(splitter.get(), part.get()) < 0) return false;
     bool done = false;
     while (!done && mayGoOn() && av_bsf_receive_packet(splitter.get(), part.get()) == 0) {
-        done = decode(part.get());
+        done = decode(part.get(), take);
         av_packet_unref(part.get());
     }
     av_bsf_flush(splitter.get());
@@ -195,15 +211,16 @@ const AVFrame* PictureDecoder::decodeFirst(Demuxer& demuxer) {
     if (!open()) return nullptr;
     const Libav::Owned<AVPacket> packet(av_packet_alloc());
     if (!packet || !demuxer.nextPacket(*packet)) return nullptr;
+    const Take any = [](const AVFrame&) { return true; };
 
     // With the end of the track right behind its first packet the decoder has no reason to wait
     // for further pictures before it hands out the first.
-    if (feed(packet.get()) || feed(nullptr)) return frame.get();
+    if (feed(packet.get(), any) || feed(nullptr, any)) return frame.get();
 
-    avcodec_flush_buffers(decoder.get());
+    flush();
     for (int fed = 0; fed < mostPackets && mayGoOn(); ++fed) {
         if (fed > 0 && !demuxer.nextPacket(*packet)) break;
-        if (feed(packet.get())) return frame.get();
+        if (feed(packet.get(), any)) return frame.get();
     }
-    return mayGoOn() && feed(nullptr) ? frame.get() : nullptr;
+    return mayGoOn() && feed(nullptr, any) ? frame.get() : nullptr;
 }

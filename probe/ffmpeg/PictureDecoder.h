@@ -1,11 +1,19 @@
 #pragma once
 
+#include <functional>
+
 #include "probe/ffmpeg/Demuxer.h"
 
-/// Decodes the first picture of a track, as little else as can be.
+/// Decodes pictures of a track, as little else as can be, and within the meter.
 class PictureDecoder {
   public:
-    PictureDecoder(const AVStream& stream, Meter& meter) : stream(stream), meter(meter) {}
+    /// Whether pictures only have to decode, or somebody looks at them.
+    enum class Aim { check, show };
+    /// Looks at a picture; true: it is the one that is wanted.
+    using Take = std::function<bool(const AVFrame&)>;
+
+    PictureDecoder(const AVStream& stream, Meter& meter, Aim aim)
+        : stream(stream), meter(meter), aim(aim) {}
     PictureDecoder(const PictureDecoder&) = delete;
     PictureDecoder& operator=(const PictureDecoder&) = delete;
 
@@ -15,13 +23,21 @@ class PictureDecoder {
     /// Why there was no picture, as far as that is known.
     SondexVideoRefusal refusal();
 
-  private:
-    bool open();
-    /// Hands a packet (null: the end of the track) to the decoder; true when a picture came out.
-    bool feed(const AVPacket* packet);
-    /// The same for a packet of one picture.
-    bool decode(const AVPacket* packet);
+    [[nodiscard]] bool open();
+    /// Hands a packet (null: the end of the track) to the decoder, and what comes out to `take`
+    /// until that is the picture which is wanted; true when it is.
+    bool feed(const AVPacket* packet, const Take& take);
+    /// The same with what the decoder still has from earlier packets.
+    bool takeReady(const Take& take);
+    /// Forgets what was fed.
+    void flush() { avcodec_flush_buffers(decoder.get()); }
+    /// Whether pictures that no other refers to are worth decoding.
+    void decodeUnreferenced(bool wanted);
     bool mayGoOn() { return !tooLarge && !meter.isExceeded(); }
+
+  private:
+    /// As feed, for a packet of one picture.
+    bool decode(const AVPacket* packet, const Take& take);
     bool fits(std::int64_t width, std::int64_t height);
     /// Called by the decoder when it needs room for a picture, and to have slices decoded.
     static int provideBuffer(AVCodecContext* decoder, AVFrame* frame, int flags);
@@ -30,6 +46,7 @@ class PictureDecoder {
 
     const AVStream& stream;
     Meter& meter;
+    const Aim aim;
     bool foreign = false;
     bool tooLarge = false;
     /// Of the packet that is being decoded: how often the picture may be walked over unseen.
