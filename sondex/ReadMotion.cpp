@@ -4,6 +4,7 @@
 
 #include "probe/Sondex.h"
 #include "sensor/MovieSensors.h"
+#include "sondex/inside/FactsOf.h"
 #include "sondex/inside/Opening.h"
 
 namespace sondex {
@@ -22,7 +23,9 @@ std::vector<To> copied(const std::vector<From>& records) {
     return copies;
 }
 
-Result<MotionStreams> motionOf(const MP4::Container& movie) {
+}  // namespace
+
+Result<MotionStreams> inside::motionOf(const MP4::Container& movie) {
     if (movie.moov == nullptr) return whyNoMovie(movie);
     Sondex probe;
     probe.readModel(movie);
@@ -44,8 +47,6 @@ Result<MotionStreams> motionOf(const MP4::Container& movie) {
     motion.upsideDown = sensors.upDownReversed;
     return motion;
 }
-
-}  // namespace
 
 Result<MotionStreams> readMotion(std::string_view path, const Options& options) {
     return readFile<MotionStreams>(path, options, MP4::Container::wholeFile, motionOf);

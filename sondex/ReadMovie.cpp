@@ -52,27 +52,6 @@ std::optional<std::int64_t> unixTime(std::uint64_t since1904) {
     return static_cast<std::int64_t>(since1904) - static_cast<std::int64_t>(years66);
 }
 
-Error whyNoPicture(VideoFacts::Trouble trouble) {
-    switch (trouble) {
-        case VideoFacts::Trouble::noDecoder:
-            return {ErrorCode::decoderMissing,
-                    "no movie can be decoded here: the decoder module is missing or does not fit"};
-        case VideoFacts::Trouble::unreadable:
-            return {ErrorCode::damaged, "the decoder finds no movie in it"};
-        case VideoFacts::Trouble::noTrack:
-            return {ErrorCode::notDecodable, "it has no video track"};
-        case VideoFacts::Trouble::tooLarge:
-            return {ErrorCode::notDecodable, "its pictures are too large to be decoded"};
-        case VideoFacts::Trouble::foreignCodec:
-            return {ErrorCode::notDecodable, "its pictures are of a codec that is not decoded"};
-        case VideoFacts::Trouble::tooCostly:
-            return {ErrorCode::notDecodable,
-                    "decoding it takes more time or memory than a movie of its length is given"};
-        default:
-            return {ErrorCode::notDecodable, "its first picture cannot be decoded"};
-    }
-}
-
 void fillCamera(const Sondex& probe, MovieFacts& facts) {
     const ExifParser::ZELVA& record = probe.record;
     facts.camera = cameraOf(record);
@@ -110,12 +89,42 @@ void fillTree(const TreeFacts& tree, MovieFacts& facts) {
 
 }  // namespace
 
+Error inside::whyNoPicture(VideoFacts::Trouble trouble) {
+    switch (trouble) {
+        case VideoFacts::Trouble::noDecoder:
+            return {ErrorCode::decoderMissing,
+                    "no movie can be decoded here: the decoder module is missing or does not fit"};
+        case VideoFacts::Trouble::unreadable:
+            return {ErrorCode::damaged, "the decoder finds no movie in it"};
+        case VideoFacts::Trouble::noTrack:
+            return {ErrorCode::notDecodable, "it has no video track"};
+        case VideoFacts::Trouble::tooLarge:
+            return {ErrorCode::notDecodable, "its pictures are too large to be decoded"};
+        case VideoFacts::Trouble::foreignCodec:
+            return {ErrorCode::notDecodable, "its pictures are of a codec that is not decoded"};
+        case VideoFacts::Trouble::tooCostly:
+            return {ErrorCode::notDecodable,
+                    "decoding it takes more time or memory than a movie of its length is given"};
+        case VideoFacts::Trouble::pastEnd:
+            return {ErrorCode::noSuchFrame, "the movie ends ahead of that picture"};
+        case VideoFacts::Trouble::unwritable:
+            return {ErrorCode::notDecodable, "a picture of that size cannot be written"};
+        default:
+            return {ErrorCode::notDecodable, "the picture cannot be decoded"};
+    }
+}
+
 Result<MovieFacts> inside::movieFacts(const MP4::Container& movie, bool decode) {
     if (movie.moov == nullptr) return whyNoMovie(movie);
     Sondex probe;
     const bool described =
         probe.probe(movie, decode ? Sondex::Picture::decoded : Sondex::Picture::claimed);
-    if (decode && !described) return whyNoPicture(probe.pictureTrouble);
+    if (decode && !described) {
+        if (probe.pictureTrouble != VideoFacts::Trouble::undecodable) {
+            return whyNoPicture(probe.pictureTrouble);
+        }
+        return Error{ErrorCode::notDecodable, "its first picture cannot be decoded"};
+    }
     TreeFacts tree;
     tree.read(movie);
 

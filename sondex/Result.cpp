@@ -20,6 +20,8 @@ std::string_view toString(ErrorCode code) {
             return "damaged";
         case ErrorCode::notDecodable:
             return "notDecodable";
+        case ErrorCode::noSuchFrame:
+            return "noSuchFrame";
         case ErrorCode::decoderMissing:
             return "decoderMissing";
         case ErrorCode::busy:

@@ -18,7 +18,8 @@ enum class ErrorCode {
     notAStill,       ///< No JPEG and no DNG; the message says what the file looks like.
     noCameraRecord,  ///< A still of another camera, or its camera record cannot be read.
     damaged,         ///< The right kind of file, but what is needed of it cannot be read.
-    notDecodable,    ///< The movie's first picture could not be decoded.
+    notDecodable,    ///< The movie's first picture, or the one asked for, could not be decoded.
+    noSuchFrame,     ///< The movie ends ahead of the picture that was asked for.
     decoderMissing,  ///< Pictures cannot be decoded here: the decoder module is missing or unfit.
     busy,            ///< Another program is editing the file.
     changed,         ///< The file was changed or exchanged meanwhile, again and again.

@@ -5,6 +5,7 @@
 #include "sondex/Carry.h"
 #include "sondex/Edit.h"
 #include "sondex/Facts.h"
+#include "sondex/Frame.h"
 #include "sondex/Json.h"
 #include "sondex/Motion.h"
 #include "sondex/Movie.h"
