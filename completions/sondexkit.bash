@@ -28,7 +28,7 @@ _sondexkit() {
         word=$("${COMP_WORDS[0]}" $command --help 2>/dev/null | grep -oE '^ +-[^ ]+' | tr ',' ' ')
         mapfile -t COMPREPLY < <(compgen -W "$word" -- "$current")
     elif [[ -z $command ]]; then
-        mapfile -t COMPREPLY < <(compgen -W 'facts boxes motion scan carry cut tag set strip faststart' -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W 'facts boxes motion scan frame carry cut tag set strip faststart' -- "$current")
     else
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
     fi

@@ -31,6 +31,7 @@ Command tagCommand(CLI::App& program);
 Command setCommand(CLI::App& program);
 Command stripCommand(CLI::App& program);
 Command faststartCommand(CLI::App& program);
+Command frameCommand(CLI::App& program);
 
 /// One line on standard error, behind the program's name.
 void complain(std::string_view message);

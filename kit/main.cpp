@@ -20,7 +20,7 @@ int run(int count, char** words) {
         factsCommand(program),     boxesCommand(program), motionCommand(program),
         scanCommand(program),      carryCommand(program), cutCommand(program),
         tagCommand(program),       setCommand(program),   stripCommand(program),
-        faststartCommand(program),
+        faststartCommand(program), frameCommand(program),
     };
     try {
         program.parse(count, words);

@@ -1,0 +1,145 @@
+#!/usr/bin/env python3
+"""Holds the pictures that sondexkit takes out of movies against ffmpeg's, and what they say of
+themselves against exiftool's and exiv2's reading.
+usage: frameTest.py KIT PROGRAM SAMPLE-MAKER"""
+
+import json
+import math
+import os
+import pathlib
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+
+kit, program, sampleMaker = (os.path.abspath(word) for word in sys.argv[1:4])
+folder = tempfile.TemporaryDirectory()
+os.chdir(folder.name)
+SCALER = "flags=bicubic+accurate_rnd+full_chroma_int+full_chroma_inp"
+
+
+def ffmpeg(*words):
+    words = ["ffmpeg", "-nostdin", "-v", "error", "-y", *words]
+    return subprocess.run(words, capture_output=True, check=True).stdout
+
+
+def frame(*words, status=0):
+    """Runs the command; returns the names of what it wrote and what it complained of."""
+    outcome = subprocess.run([kit, "frame", "--json", *words], capture_output=True, text=True)
+    assert outcome.returncode == status, (words, outcome)
+    assert outcome.stderr.count("\n") == (0 if status == 0 else 1) or status == 2, outcome.stderr
+    return [json.loads(line) for line in outcome.stdout.splitlines()], outcome.stderr
+
+
+def hashes(*words):
+    """Of the pixels of each picture."""
+    told = ffmpeg("-noautorotate", *words, "-pix_fmt", "rgb24", "-f", "framemd5", "-").decode()
+    return [line.split()[-1] for line in told.splitlines() if not line.startswith("#")]
+
+
+H264 = ["-c:v", "libx264", "-g", "12", "-bf", "3", "-pix_fmt", "yuv420p"]
+HEVC = ["-c:v", "libx265", "-x265-params", "log-level=none:keyint=12:bframes=3"]
+MOVIES = {  # what ffmpeg makes them with, how ffmpeg is to turn them
+    "h264": (H264, ""),
+    "open": ([*H264, "-x264-params", "open-gop=1:b-pyramid=normal"], ""),
+    "full": ([*H264, "-pix_fmt", "yuvj420p"], ""),
+    "hevc": ([*HEVC, "-pix_fmt", "yuv420p"], ""),
+    "ten": ([*HEVC, "-pix_fmt", "yuv420p10le"], ""),
+    "prores": (["-c:v", "prores_ks"], ""),
+    "tagged": ([*H264, "-colorspace", "bt709", "-color_range", "tv"], ""),
+    "fragmented": ([*H264, "-movflags", "frag_keyframe+empty_moov"], ""),
+    "dash": ([*H264, "-movflags", "dash+frag_keyframe"], ""),
+    "right": (H264, ",transpose=clock"),
+    "over": (H264, ",hflip,vflip"),
+    "mirrored": (H264, ",hflip"),
+    "both": (H264, ",transpose=cclock_flip"),
+}
+# The four numbers of the track's matrix.
+TURNS = {"right": (0, 1, -1, 0), "over": (-1, 0, 0, -1), "mirrored": (-1, 0, 0, 1),
+         "both": (0, 1, 1, 0)}
+for name, (options, turn) in MOVIES.items():
+    movie = f"{name}.{'mov' if name == 'prores' else 'mp4'}"
+    ffmpeg("-f", "lavfi", "-i", "testsrc2=size=322x162:rate=30000/1001", "-frames:v", "40",
+           *options, movie)
+    if name in TURNS:
+        a, b, c, d = (number << 16 for number in TURNS[name])
+        contents = bytearray(pathlib.Path(movie).read_bytes())
+        struct.pack_into(">5i", contents, contents.index(b"tkhd") + 44, a, b, 0, c, d)
+        pathlib.Path(movie).write_bytes(contents)
+    expected = hashes("-i", movie, "-vf", f"scale={SCALER},format=rgb24{turn}", "-fps_mode",
+                      "passthrough")
+    shots = []
+    for number in (0, 11, 13, 30, 39):
+        for words in (["--frame", str(number)], ["--at", f"{number * 1001 / 30000 + 0.0001:.6f}"]):
+            frame(movie, *words, "--output", f"{name}-one-{len(shots)}.png")
+            shots.append(number)
+    assert hashes("-i", f"{name}-one-%d.png") == [expected[number] for number in shots], name
+    frame(movie, "--every", "0.034", "--output", f"{name}-%02d.png")
+    assert hashes("-i", f"{name}-%02d.png") == expected, name
+
+# An edit list hides what a cut keeps ahead of its beginning: numbers and times begin behind it.
+ffmpeg("-ss", "0.55", "-i", "h264.mp4", "-c", "copy", "cut.mp4")
+frame("cut.mp4", "--frame", "2", "--output", "cut.png")
+assert hashes("-i", "cut.png") == hashes("-i", "h264.mp4", "-vf", f"select=eq(n\\,19),scale={SCALER},"
+                                         "format=rgb24", "-fps_mode", "passthrough")
+
+# What a camera's picture says of itself; the camera is tilted by hand from picture 20 on.
+ffmpeg("-f", "lavfi", "-i", "testsrc2=size=640x320:rate=30000/1001:duration=2", *H264,
+       "-metadata", "creation_time=2026-11-21T10:20:30Z", "clip.mp4")
+subprocess.run([sampleMaker, "movie", "clip.mp4", "camera.mp4"], check=True)
+(first, late), _ = frame("camera.mp4", "--every", "1.3")
+subprocess.run([program, "-kdtd:rows.json", "camera.mp4"], capture_output=True, check=True)
+rows = json.loads(pathlib.Path("rows.json").read_text())
+row = rows[late["picture"]]
+words = ["exiftool", "-validate", "-all", "-j", "-n", "-G1", "-a", late["path"]]
+told = json.loads(subprocess.run(words, capture_output=True, check=True).stdout)[0]
+assert late["path"] == "camera-00038.jpg" and told["ExifTool:Validate"] == "0 0 0", told
+heading = (90 + math.degrees(row["yaw"])) % 360
+pitch = math.degrees(math.atan2(-row["y"], math.hypot(row["x"], row["z"])))
+roll = math.degrees(math.atan2(row["x"], row["z"]))
+for key, value in {
+    "IFD0:Make": "KESTO", "IFD0:Model": "KESTO ZELVA Q7", "ExifIFD:OffsetTimeOriginal": "+00:00",
+    "ExifIFD:DateTimeOriginal": "2026:11:21 10:20:31", "ExifIFD:SubSecTimeOriginal": 268,
+    "ExifIFD:ExifImageWidth": 640, "GPS:GPSLatitude": 35.6895, "GPS:GPSLongitude": 139.6917,
+    "GPS:GPSLatitudeRef": "N", "GPS:GPSLongitudeRef": "E", "GPS:GPSAltitude": 40,
+    "XMP-GPano:ProjectionType": "equirectangular", "XMP-GPano:FullPanoWidthPixels": 640,
+    "XMP-GPano:FullPanoHeightPixels": 320, "XMP-GPano:CroppedAreaImageWidthPixels": 640,
+    "XMP-GPano:CroppedAreaImageHeightPixels": 320, "XMP-GPano:CroppedAreaLeftPixels": 0,
+    "XMP-GPano:PoseHeadingDegrees": heading, "XMP-GPano:PosePitchDegrees": pitch,
+    "XMP-GPano:PoseRollDegrees": roll,
+}.items():
+    near = isinstance(value, float) and abs(told[key] - value) < 0.006
+    assert near or told[key] == value, (key, told[key], value)
+listed = subprocess.run(["exiv2", "-PEXkt", late["path"]], capture_output=True, text=True)
+assert "Xmp.GPano.PoseRollDegrees" in listed.stdout and not listed.stderr, listed
+
+# Without a word: a thumbnail; without the panorama: the pictures of both lenses.
+(small,), _ = frame("camera.mp4", "--thumbnail")
+assert (small["width"], small["height"]) == (320, 160)
+assert b"Exif" not in pathlib.Path(small["path"]).read_bytes()[:100]
+shutil.copy("camera.mp4", "lenses.mp4")
+subprocess.run([kit, "set", "--projection", "2", "lenses.mp4"], capture_output=True, check=True)
+(lenses,), _ = frame("lenses.mp4")
+jpeg = pathlib.Path(lenses["path"]).read_bytes()
+assert b"KESTO" in jpeg and b"GPano" not in jpeg
+
+# What is there is kept; failures are told in a line and leave nothing behind.
+before = sorted(os.listdir())
+kept = pathlib.Path(first["path"])
+kept.write_bytes(b"kept")
+assert "there already" in frame("camera.mp4", status=3)[1] and kept.read_bytes() == b"kept"
+frame("camera.mp4", "--force")
+assert kept.read_bytes()[:2] == b"\xff\xd8"
+pathlib.Path("broken.mp4").write_bytes(pathlib.Path("clip.mp4").read_bytes()[:5000])
+for words, status in (
+        (["camera.mp4", "--at", "2.01"], 1), (["camera.mp4", "--frame", "60"], 1),
+        (["broken.mp4"], 1), (["absent.mp4"], 1), (["camera.mp4", "--output", "no/shot.jpg"], 1),
+        (["camera.mp4", "--at", "1", "--frame", "2"], 2),
+        *((["camera.mp4", "--every", "1", "--output", name], 2)
+          for name in ("%5d.jpg", "%s.jpg", "%05d%05d.jpg", "%%.jpg", "%00d.jpg", "one.jpg", "%05d.gif"))):
+    assert frame(*words, status=status)[0] == [], words
+limited = subprocess.run(["bash", "-c", 'ulimit -f 1; "$0" frame clip.mp4', kit], capture_output=True)
+assert limited.returncode == 1 and limited.stderr.count(b"\n") == 1, limited
+os.remove("broken.mp4")
+assert sorted(os.listdir()) == before
