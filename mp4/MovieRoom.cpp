@@ -100,6 +100,10 @@ bool MovieRoom::pointsInto(BinFile& file, std::uint64_t from, std::uint64_t to) 
            !ChunkOffsets::all(*movie.root, ChunkOffsets::spatialTrack, file, outside);
 }
 
+bool MovieRoom::holdsMedia(BinFile& file) const {
+    return movie.moov != nullptr && pointsInto(file, movie.moov->start, movie.moov->end());
+}
+
 void MovieRoom::chooseRun(BinFile& file) {
     const std::uint64_t needed = moved.size() + added.size();
     for (const Run& run : runs) {
@@ -128,7 +132,6 @@ bool MovieRoom::find(BinFile& file) {
         return refuse("it holds offsets that cannot be kept right");
     }
     const BOX& old = *movie.moov;
-    if (pointsInto(file, old.start, old.end())) return refuse("media data lies in its movie box");
     for (const BOX* box : gone) {
         if (pointsInto(file, box->start, box->end())) return refuse("media data lies in a box");
     }

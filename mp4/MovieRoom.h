@@ -19,6 +19,9 @@ class MovieRoom {
     /// this.
     MovieRoom(const Container& movie, const SplicePlan& plan) : movie(movie), plan(plan) {}
 
+    /// Whether media data begins in the movie box, where a change may be one of its bytes.
+    [[nodiscard]] bool holdsMedia(BinFile& file) const;
+
     /// Looks for room, without writing; false, with the reason, where there is none.
     [[nodiscard]] bool find(BinFile& file);
     const char* refusal() const { return reason; }

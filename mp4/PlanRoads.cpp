@@ -59,13 +59,19 @@ bool carryOut(Container& movie, const wchar_t* name, SplicePlan& plan, Road road
     }
     const bool elsewhere = !movie.outputPath.empty();
     MovieRoom room(movie, plan);
-    bool inPlace = false, moves = false;
+    bool harms = false, inPlace = false, moves = false;
     movie.open([&](WEKU::FileIO& opened) {
         BinFile file(opened);
+        harms = room.holdsMedia(file);
+        if (harms) return;
         inPlace = !elsewhere && fitsInPlace(plan, file);
         moves = !elsewhere && road != Road::rewrite && road != Road::inPlace &&
                 (!inPlace || road == Road::movieRoom) && room.find(file);
     });
+    if (harms) {
+        reason = "media data lies in its movie box";
+        return false;
+    }
     if (road == Road::inPlace && !inPlace) {
         reason = "the change does not keep its room, or takes more than one write";
         return false;

@@ -244,6 +244,8 @@ TEST(Movie, SaysWhyItRefuses) {
          "two changes touch the same bytes"},
         {good + boxClaiming(0, "uuid", zeros(20)), insert("moov.udta.free", box("free")),
          Road::movieRoom, "its last box has no end"},
+        {box("ftyp") + movieBox(stco(40), box("udta", box("free"))),
+         insert("moov.udta.free", box("free")), Road::rewrite, "media data lies in its movie box"},
         {good + "tail", insert("moov.udta.free", box("free")), Road::movieRoom,
          "bytes that are no box stand behind its last box"},
         {good + boxClaiming(90, "uuid", zeros(20)),
