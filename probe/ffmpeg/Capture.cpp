@@ -117,7 +117,7 @@ class Queue {
         const bool now = wish.threads < 2;
         waiting.push_back({frame, std::async(now ? std::launch::deferred : std::launch::async,
                                              std::move(write))});
-        while (!waiting.empty() && waiting.size() > (now ? 0 : wish.threads))
+        while (!waiting.empty() && waiting.size() > (now ? 0 : 2 * wish.threads))
             handOver();
     }
     void finish() {
@@ -184,7 +184,7 @@ SondexVideoRefusal captureFrom(Demuxer& demuxer, const AVStream& video, Meter& m
         }
         if (picture->pts > target->time) target = finder.byTime(picture->pts).value_or(*target);
         if (costs == 0) {
-            costs = writer.costOf(*picture) * std::max(wish.threads, 1U);
+            costs = writer.costOf(*picture) * std::max(2 * wish.threads, 1U);
             meter.allowMore(costs);
         }
         SondexFrame frame{};

@@ -19,6 +19,20 @@ const int* coefficientsOf(AVColorSpace matrix) {
     return sws_getCoefficients(matrix == AVCOL_SPC_UNSPECIFIED ? SWS_CS_DEFAULT : matrix);
 }
 
+/// The format of full-range pictures that a JPEG's encoder takes, for one of the same planes.
+AVPixelFormat jpegFormatOf(int format) {
+    switch (format) {
+        case AV_PIX_FMT_YUV420P:
+            return AV_PIX_FMT_YUVJ420P;
+        case AV_PIX_FMT_YUV422P:
+            return AV_PIX_FMT_YUVJ422P;
+        case AV_PIX_FMT_YUV444P:
+            return AV_PIX_FMT_YUVJ444P;
+        default:
+            return static_cast<AVPixelFormat>(format);
+    }
+}
+
 Libav::Owned<AVFrame> emptyPicture(int format, int width, int height) {
     Libav::Owned<AVFrame> picture(av_frame_alloc());
     if (!picture) return picture;
@@ -79,6 +93,14 @@ Libav::Owned<AVFrame> FrameWriter::scaled(const AVFrame& picture, Size size) con
     const bool isYuv = format != AV_PIX_FMT_RGB24;
     const int width = transposed ? size.height : size.width;
     const int height = transposed ? size.width : size.height;
+    const bool isSameColour = isFullRange(picture) && coefficientsOf(picture.colorspace) ==
+                                                          coefficientsOf(AVCOL_SPC_UNSPECIFIED);
+    if (isYuv && isSameColour && jpegFormatOf(picture.format) == format && picture.width == width &&
+        picture.height == height) {
+        Libav::Owned<AVFrame> same(av_frame_clone(&picture));
+        if (same) same->format = format;
+        return same;
+    }
     Libav::Owned<AVFrame> result = emptyPicture(format, width, height);
     // In a JPEG, whose loss is larger, the exact roundings would only cost time.
     const int flags =
