@@ -150,12 +150,22 @@ Libav::Owned<AVFrame> FrameWriter::turned(const AVFrame& picture) const {
     return result;
 }
 
-void FrameWriter::encode(AVFrame& picture, Written& written) const {
+Libav::Owned<AVCodecContext> FrameWriter::encoderFor(const AVFrame& picture) const {
+    {
+        const std::lock_guard lock(idleAccess);
+        while (!idle.empty()) {
+            auto encoder = std::move(idle.back());
+            idle.pop_back();
+            if (encoder->width == picture.width && encoder->height == picture.height &&
+                encoder->pix_fmt == picture.format) {
+                return encoder;
+            }
+        }
+    }
     const bool isJpeg = wish.format == sondexFrameJpeg;
     const AVCodec* codec = avcodec_find_encoder(isJpeg ? AV_CODEC_ID_MJPEG : AV_CODEC_ID_PNG);
-    const Libav::Owned<AVCodecContext> encoder(avcodec_alloc_context3(codec));
-    const Libav::Owned<AVPacket> packet(av_packet_alloc());
-    if (codec == nullptr || !encoder || !packet) return;
+    Libav::Owned<AVCodecContext> encoder(avcodec_alloc_context3(codec));
+    if (codec == nullptr || !encoder) return {};
     encoder->width = picture.width;
     encoder->height = picture.height;
     encoder->pix_fmt = static_cast<AVPixelFormat>(picture.format);
@@ -170,17 +180,26 @@ void FrameWriter::encode(AVFrame& picture, Written& written) const {
         encoder->flags |= AV_CODEC_FLAG_QSCALE;
         encoder->qmin = 1;
         encoder->global_quality = (1 + (100 - quality) * 30 / 99) * FF_QP2LAMBDA;
-        picture.quality = encoder->global_quality;
     }
-    picture.pts = 0;
+    if (avcodec_open2(encoder.get(), codec, nullptr) < 0) encoder.reset();
+    return encoder;
+}
+
+void FrameWriter::encode(AVFrame& picture, Written& written) const {
+    Libav::Owned<AVCodecContext> encoder = encoderFor(picture);
+    const Libav::Owned<AVPacket> packet(av_packet_alloc());
+    if (!encoder || !packet) return;
+    picture.quality = encoder->global_quality;
+    picture.pts = encoder->frame_number;
     picture.pict_type = AV_PICTURE_TYPE_NONE;
-    if (avcodec_open2(encoder.get(), codec, nullptr) < 0 ||
-        avcodec_send_frame(encoder.get(), &picture) < 0 ||
-        avcodec_send_frame(encoder.get(), nullptr) < 0 ||
+    // Neither encoder holds a picture back.
+    if (avcodec_send_frame(encoder.get(), &picture) < 0 ||
         avcodec_receive_packet(encoder.get(), packet.get()) < 0) {
         return;
     }
     written.bytes.assign(packet->data, packet->data + packet->size);
+    const std::lock_guard lock(idleAccess);
+    idle.push_back(std::move(encoder));
 }
 
 FrameWriter::Written FrameWriter::write(const AVFrame& picture) const {

@@ -1,12 +1,13 @@
 #pragma once
 
+#include <mutex>
 #include <vector>
 
 #include "probe/DecoderInterface.h"
 #include "probe/ffmpeg/Libav.h"
 
 /// Makes of decoded pictures what is handed over: scaled, turned as they are to be shown, in RGB
-/// or encoded. Keeps no state between pictures: several threads may write at once.
+/// or encoded. Keeps nothing of a picture: several threads may write at once.
 class FrameWriter {
   public:
     struct Written {
@@ -36,10 +37,14 @@ class FrameWriter {
     Libav::Owned<AVFrame> turned(const AVFrame& picture) const;
     AVPixelFormat formatOf(const AVFrame& picture) const;
     void encode(AVFrame& picture, Written& written) const;
+    Libav::Owned<AVCodecContext> encoderFor(const AVFrame& picture) const;
 
     const SondexFrameWish& wish;
     /// Columns become rows; then, across and down, whether the picture is mirrored.
     bool transposed = false;
     bool flipsAcross = false;
     bool flipsDown = false;
+    /// Encoders that nobody uses just now: to open one takes as long as half a picture.
+    mutable std::vector<Libav::Owned<AVCodecContext>> idle;
+    mutable std::mutex idleAccess;
 };
