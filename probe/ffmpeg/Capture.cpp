@@ -209,12 +209,9 @@ SondexVideoOutcome capture(const SondexVideoSource* source, const SondexFrameWis
                            const SondexFrameTaker* taker, SondexVideoFacts* facts) try {
     Meter meter = Demuxer::meterFor(source->length);
     Demuxer demuxer(*source, meter);
-    const bool opened = demuxer.open();
-    if (!opened && meter.isExceeded()) facts->refusal = sondexVideoTooCostly;
-    if (!opened) return sondexVideoUnreadable;
-    const AVStream* video = demuxer.selectVideo();
-    if (video == nullptr) return sondexVideoNoTrack;
-    facts->codec = avcodec_get_name(video->codecpar->codec_id);
+    SondexVideoOutcome outcome = sondexVideoUnreadable;
+    const AVStream* video = demuxer.openVideo(*facts, outcome);
+    if (video == nullptr) return outcome;
     facts->refusal = captureFrom(demuxer, *video, meter, *wish, *taker);
     return sondexVideoDescribed;
 } catch (const std::exception&) {

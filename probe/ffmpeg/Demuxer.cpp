@@ -120,6 +120,18 @@ AVStream* Demuxer::selectVideo() {
     return video;
 }
 
+AVStream* Demuxer::openVideo(SondexVideoFacts& facts, SondexVideoOutcome& outcome) {
+    if (!open()) {
+        if (meter.isExceeded()) facts.refusal = sondexVideoTooCostly;
+        outcome = sondexVideoUnreadable;
+        return nullptr;
+    }
+    AVStream* const video = selectVideo();
+    outcome = video != nullptr ? sondexVideoDescribed : sondexVideoNoTrack;
+    if (video != nullptr) facts.codec = avcodec_get_name(video->codecpar->codec_id);
+    return video;
+}
+
 bool Demuxer::nextPacket(AVPacket& packet) {
     const Libav::Bounded bounded(largestAllocation(source.length));
     for (;;) {

@@ -21,11 +21,10 @@ class Demuxer {
     Demuxer(const Demuxer&) = delete;
     Demuxer& operator=(const Demuxer&) = delete;
 
-    /// Reads the movie's header; false when there is none.
-    [[nodiscard]] bool open();
-    /// The first video track that is not an attached picture, or null. Only its packets are read
-    /// from then on.
-    AVStream* selectVideo();
+    /// Reads the movie's header. The first video track that is not an attached picture: only its
+    /// packets are read from then on, and `facts` names its codec. Null when there is none, or no
+    /// movie; `outcome` then says which, and `facts` whether that was too costly to tell.
+    AVStream* openVideo(SondexVideoFacts& facts, SondexVideoOutcome& outcome);
     /// Reads the next packet of the selected track; false at the end.
     [[nodiscard]] bool nextPacket(AVPacket& packet);
 
@@ -41,6 +40,9 @@ class Demuxer {
     [[nodiscard]] bool seekTo(std::int64_t packet);
 
   private:
+    [[nodiscard]] bool open();
+    AVStream* selectVideo();
+
     static int read(void* self, std::uint8_t* bytes, int count);
     static std::int64_t seek(void* self, std::int64_t offset, int whence);
 

@@ -19,13 +19,10 @@ float nominalFrameRate(const AVStream& stream) {
 SondexVideoOutcome describe(const SondexVideoSource* source, SondexVideoFacts* facts) {
     Meter meter = Demuxer::meterFor(source->length);
     Demuxer demuxer(*source, meter);
-    const bool opened = demuxer.open();
-    if (!opened && meter.isExceeded()) facts->refusal = sondexVideoTooCostly;
-    if (!opened) return sondexVideoUnreadable;
-    const AVStream* video = demuxer.selectVideo();
-    if (video == nullptr) return sondexVideoNoTrack;
+    SondexVideoOutcome outcome = sondexVideoUnreadable;
+    const AVStream* video = demuxer.openVideo(*facts, outcome);
+    if (video == nullptr) return outcome;
     facts->nominalFrameRate = nominalFrameRate(*video);
-    facts->codec = avcodec_get_name(video->codecpar->codec_id);
 
     PictureDecoder decoder(*video, meter, PictureDecoder::Aim::check);
     const AVFrame* picture = decoder.decodeFirst(demuxer);
@@ -35,7 +32,7 @@ SondexVideoOutcome describe(const SondexVideoSource* source, SondexVideoFacts* f
     } else {
         facts->refusal = decoder.refusal();
     }
-    return sondexVideoDescribed;
+    return outcome;
 }
 
 }  // namespace

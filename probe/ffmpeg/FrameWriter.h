@@ -44,7 +44,7 @@ class FrameWriter {
     bool transposed = false;
     bool flipsAcross = false;
     bool flipsDown = false;
-    /// Encoders that nobody uses just now: to open one takes as long as half a picture.
+    /// Encoders that nobody uses just now: one opened for every picture takes a tenth more time.
     mutable std::vector<Libav::Owned<AVCodecContext>> idle;
     mutable std::mutex idleAccess;
 };
