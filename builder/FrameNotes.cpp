@@ -112,7 +112,8 @@ std::string FrameNotes::exif() const {
     exif.longInt(Tag::pixelXDimension, width);
     exif.longInt(Tag::pixelYDimension, height);
     ifd0.ifd(Tag::exifIFD, exif);
-    if (place) {
+    // A movie may state any numbers.
+    if (place && std::fabs(place->latitude) <= 90 && std::fabs(place->longitude) <= 180) {
         gps = gpsOf(*place);
         ifd0.ifd(Tag::gpsIFD, gps);
     }
