@@ -102,8 +102,10 @@ sondex::Status readFramesInSandbox(const std::string& path, const sondex::FrameC
                                    const std::function<bool(sondex::Frame&&)>& take) {
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0) return sondex::Error{ErrorCode::ioFailed, "no pipe"};
+#ifdef F_SETPIPE_SZ
     // A few pictures of room, so that decoding need not wait for the disk.
     static_cast<void>(::fcntl(ends[1], F_SETPIPE_SZ, 1 << 20));
+#endif
     const pid_t child = ::fork();
     if (child == 0) {
         ::close(ends[0]);
