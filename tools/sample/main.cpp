@@ -12,10 +12,11 @@ bool writeStill(const std::string& source, const std::string& target,
                 std::string (*still)(const std::string&)) {
     std::ifstream in(source, std::ios::binary);
     const std::string picture{std::istreambuf_iterator<char>(in), {}};
+    if (!picture.starts_with("\xFF\xD8")) return false;
     const std::string bytes = still(picture);
     std::ofstream out(target, std::ios::binary);
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    return picture.size() > 2 && out.flush().good();
+    return out.flush().good();
 }
 
 }  // namespace
