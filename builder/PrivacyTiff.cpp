@@ -45,6 +45,8 @@ class Ifds {
                     limit, parser.position + WEKU::loadBig<std::uint16_t>(own(parser.position, 2)));
             }
         });
+        // Where the walk found no Exif segment, what would be read as tags is the picture.
+        if (inJpeg && parser.ifd0Offset == 0) return;
         // Each of the places may be missing, which leaves the others to be found.
         attempt([&] {
             parser.seekToIFD0();

@@ -72,6 +72,7 @@ TEST(AxisTiltStream, TrimsToTheLengthAskedFor) {
         EXPECT_EQ(trimmed(2, 5, 112, start, 1), "");
     EXPECT_EQ(trimmed(2, 5, 112, 0, 0), "");
     EXPECT_EQ(kit::captureOutput([] {
+                  EXPECT_EQ(trimmed(2, 5, 31, 0, 1), "");
                   EXPECT_EQ(trimmed(2, 5, 111, 0, 1), "");
                   EXPECT_EQ(trimmed(1, 3, 51, 0, 1), "");
               }),
