@@ -6,6 +6,22 @@
 #include "builder/Refusal.h"
 #include "support/Failure.h"
 
+namespace {
+
+/// How many of the last bytes of a unit are zeros, of which it has none itself: a byte stream's,
+/// which programs take along when they make samples of it.
+std::uint64_t zerosBefore(const WEKU::FileIO& file, std::uint64_t end, std::uint64_t length) {
+    unsigned char last[4] = {};
+    const std::uint64_t count = std::min<std::uint64_t>(length, sizeof last);
+    file.readAt(end - count, last, count);
+    std::uint64_t zeros = 0;
+    while (zeros < count && last[count - zeros - 1] == 0)
+        ++zeros;
+    return zeros;
+}
+
+}  // namespace
+
 VideoSamples::VideoSamples(const MP4::Container& movie, const std::string& role) : movie(movie) {
     if (movie.videoTrack == nullptr) throw Refusal{role + " has no video track"};
     try {
@@ -57,7 +73,8 @@ std::vector<VideoSamples::Unit> VideoSamples::unitsOf(const WEKU::FileIO& file, 
         at += lengthBytes;
         length = std::min(length, end - at);
         const unsigned type = isHevc ? head[lengthBytes] >> 1 & 63U : head[lengthBytes] & 31U;
-        if (isHevc ? type < 32 : type >= 1 && type <= 5) units.push_back({at, length});
+        const bool isPicture = isHevc ? type < 32 : type >= 1 && type <= 5;
+        if (isPicture) units.push_back({at, length - zerosBefore(file, at + length, length)});
         at += length;
     }
     return units;

@@ -41,9 +41,12 @@ std::optional<std::int64_t> momentOf(const std::string& text) {
 /// The bytes of a file; nothing when it cannot be read.
 std::optional<std::string> contentsOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    std::string bytes(std::istreambuf_iterator<char>(file), {});
-    if (!file.good() && bytes.empty()) return {};
-    return bytes;
+    if (!file) return {};
+    try {
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    } catch (const std::ios_base::failure&) {  // as of a folder, which can be opened
+        return {};
+    }
 }
 
 int wrong(const std::string& message) {
