@@ -155,13 +155,15 @@ TEST(Movie, MakesSeveralChangesAtOnce) {
 /// along.
 TEST(Movie, StatesOnePosition) {
     const std::string packet =
-        "<x:a\n exif:GPSLatitude=\"1,2N\" exif:GPSAltitude='1/1'> <exif:GPSAltitude>7/1"
+        "<x:a\n exif:GPSLatitude=\"1,2N\" exif:GPSAltitude='1/1'\texif:GPSLongitude='1E'> "
+        "<exif:GPSAltitude>7/1"
         "</exif:GPSAltitude><exif:GPSLatitude>3,4S</exif:GPSLatitude><exif:GPSLongitude></x:a>";
     const MovieFile file(mdatFirst(media) + uuidBox(MP4::xmpType, packet));
     const auto before = file.size();
     for (int i = 0; i < 20; ++i) {
         Movie movie = file.open();
-        ASSERT_TRUE(movie.setPosition({-33.5 - i, 10, i == 0 ? std::optional(8.5) : std::nullopt}));
+        ASSERT_TRUE(
+            movie.setPosition({-33.5 - i, -10, i == 0 ? std::optional(8.5) : std::nullopt}));
         EXPECT_EQ(movie.changes(), sondex::Done{"position set"});
         EXPECT_EQ(reasonOf(movie.save(Road::movieRoom), {}), "done");
         EXPECT_EQ(mediaOf(file.path), media);
@@ -174,7 +176,8 @@ TEST(Movie, StatesOnePosition) {
         now.findEach<MP4::UUID>("uuid",
                                 [&](const auto& box) { return packets += box.payload, true; });
         EXPECT_EQ(packets, "<x:a\n exif:GPSLatitude=\"" + south + "\" " + (i == 0 ? high[0] : "") +
-                               "> " + (i == 0 ? high[1] : "") + "<exif:GPSLatitude>" + south +
+                               "\texif:GPSLongitude='10,0.000000W'> " + (i == 0 ? high[1] : "") +
+                               "<exif:GPSLatitude>" + south +
                                "</exif:GPSLatitude><exif:GPSLongitude></x:a>");
         EXPECT_LE(file.size(), before + 2 * (movieBoxOf(file.path) + packets.size()));
     }

@@ -47,6 +47,9 @@ MOVIES = {  # what ffmpeg makes them with, how ffmpeg is to turn them
     "hevc": ([*HEVC, "-pix_fmt", "yuv420p"], ""),
     "ten": ([*HEVC, "-pix_fmt", "yuv420p10le"], ""),
     "prores": (["-c:v", "prores_ks"], ""),
+    "mpeg4": (["-c:v", "mpeg4", "-bf", "2"], ""),
+    "mjpeg": (["-c:v", "mjpeg"], ""),
+    "av1": (["-c:v", "libsvtav1", "-preset", "12"], ""),
     "tagged": ([*H264, "-colorspace", "bt709", "-color_range", "tv"], ""),
     "fragmented": ([*H264, "-movflags", "frag_keyframe+empty_moov"], ""),
     "dash": ([*H264, "-movflags", "dash+frag_keyframe"], ""),
@@ -123,6 +126,12 @@ subprocess.run([kit, "set", "--projection", "2", "lenses.mp4"], capture_output=T
 (lenses,), _ = frame("lenses.mp4")
 jpeg = pathlib.Path(lenses["path"]).read_bytes()
 assert b"KESTO" in jpeg and b"GPano" not in jpeg
+
+os.mkdir("a.b")
+shutil.copy("camera.mp4", "a.b/movie")
+(plain,), _ = frame("absent.mp4", "a.b/movie", status=1)
+assert plain["path"] == "a.b/movie-00000.jpg"
+frame("camera.mp4", "--output", "SHOT.PNG")
 
 # What is there is kept; failures are told in a line and leave nothing behind.
 before = sorted(os.listdir())

@@ -94,6 +94,8 @@ assert close(told["fastestTurn"]["degreesPerSecond"], math.hypot(*axes(fastest))
 assert close(told["fastestTurn"]["at"], (fastest["timestamp"] - start) / 1e9)
 assert [i for a, b in told["halfTurnedFrames"] for i in range(a, b + 1)] == [
     i for i in range(len(accel)) if level[i]] and any(level) and not all(level)
+assert (told["yawMode"], told["accelerometer"]["perFrame"], told["upsideDown"]) == ("follow", True, False)
+assert ": " + ", ".join(f"{a}-{b}" for a, b in told["halfTurnedFrames"]) in run("sample.mp4").decode()
 
 # The table and the log.
 rows = list(csv.DictReader(written("sample.mp4", "csv").splitlines()))
@@ -136,7 +138,7 @@ def lines(svg):
 
 
 drawn = written("sample.mp4", "svg")
-assert "prefers-color-scheme:dark" in drawn and "level" in drawn and 'class="gap"' not in drawn
+assert "prefers-color-scheme:dark" in drawn and '<rect class="level"' in drawn and 'class="gap"' not in drawn
 assert drawn.split("Gyro")[0].count('<polyline class="a"') == 3, "a line ends where the yaw turns over"
 turn, spin = lines(drawn)
 for line, samples, values, unit in [(turn["a"], accel, yaws, 2), (turn["b"], accel, tilts, 2)] + [
@@ -150,6 +152,7 @@ for line, samples, values, unit in [(turn["a"], accel, yaws, 2), (turn["b"], acc
 page = written("sample.mp4", "html")
 assert not re.search(r"<(link|img|iframe)|<script[^>]* src|@import|url\(", page)
 data = json.loads(page.split('type="application/json">')[1].split("</script>")[0])
+assert data["yawMode"] == told["yawMode"]
 tables = {table["name"]: table for table in data["tables"]}
 for name, column, values in (("gyro", "z", [sample["z"] * degrees for sample in gyro]), ("frames", "yaw", yaws),
                              ("compass", "x", [c["x"] / math.hypot(*axes(c)) for c in compass]),
@@ -177,6 +180,18 @@ peaks = [round(value / degrees) for _, value in lines(drawn)[1]["b"]]
 assert peaks.count(5) == peaks.count(-5) == 15, "no peak is left out"
 assert drawn.split("Gyro")[1].count('<polyline class="a"') == 2, "no line leads across a gap"
 assert drawn.count('class="gap"') == 2 and b"1 gap: 0.505 s" in run("pause.mp4")
+def stutter(records):
+    for i, record in enumerate(records):
+        record[3] += sum(max(i - place, 0) and 20_000_000 * (n + 1) for n, place in enumerate((99, 199, 299, 399)))
+        record[3] += 6_000_000 * (i > 50)  # twice the usual is no gap
+    records[20][3] = records[19][3]
+
+
+changed("stutter.mp4", b"KDTB", stutter)
+told = json.loads(run("--json", "stutter.mp4"))["gyro"]
+assert told["gaps"] == 4 and told["stepsBack"] == 0
+assert [round(gap["seconds"] / 0.02) for gap in told["longestGaps"]] == [4, 3, 2]
+assert b"4 gaps: " in run("stutter.mp4") and b", ...\n" in run("stutter.mp4")
 chance = random.Random(18)
 odd = [math.nan, math.inf, -math.inf, 3e38, 1e-45, 0.0]
 for code, values in ((b"KDTB", [0, 1, 2**63, 2**64 - 1, 10**9]), (b"KDTG", [0, 2**63, 2**64 - 1])):
@@ -209,11 +224,12 @@ movie = pathlib.Path("sample.mp4").read_bytes()
 os.link("sample.mp4", "link.mp4")
 pathlib.Path("text.mp4").write_text("no movie\n")
 for words, status in (([*everything, "text.mp4"], 1), ([*everything, "clip.mp4"], 1), (["--svg", "out.svg", "clip.mp4"], 1),
-                      ([*everything, "gone.mp4"], 1),
+                      ([*everything, "gone.mp4"], 1), (["text.mp4", "sample.mp4"], 1),
                       (["--csv", "no/folder.csv", "sample.mp4"], 4), (["--csv", "/dev/full", "sample.mp4"], 4),
                       (["--overwrite", "--csv", "link.mp4", "sample.mp4"], 3),
                       (["--csv", "-", "--svg", "-", "sample.mp4"], 2), (["--csv", "-", "a", "b"], 2), ([], 2)):
     run(*words, status=status)
+assert json.loads(run("--json", "text.mp4", status=1))["error"]["code"] == "notAMovie"
 run("--html", "out.html", "sample.mp4", status=4,
     preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (5000, 5000)))
 assert not [entry for entry in os.listdir() if entry.startswith(("out", "."))]

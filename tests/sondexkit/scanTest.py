@@ -7,12 +7,16 @@ FOLDER are read besides those that are made."""
 
 import base64
 import collections
+import fcntl
 import json
 import os
 import pathlib
 import random
+import re
+import resource
 import shutil
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
@@ -78,7 +82,8 @@ def strange(folder, files):
     os.mkfifo(folder / "fifo.mp4")
     (folder / "inner.mp4").mkdir()
     shutil.copy(folder / "s.jpg", folder / "inner.mp4" / "deep.JPG")
-    shutil.copy(folder / "camera.MP4", folder / "unnamed")
+    for name in ("unnamed", "clip.MOV"):
+        shutil.copy(folder / "camera.MP4", folder / name)
     (folder / "loop").symlink_to(folder)
     with open(folder / "hog.dng", "wb") as hog:  # a still that is read whole
         hog.write((folder / "s.DNG").read_bytes())
@@ -116,15 +121,32 @@ def testAllKinds(folder, names):
 
 def testFolders(folder):
     def found(*words):
-        return {nameOf(r).decode(errors="replace") for r in recordsOf(scan("-r", "--memory", "64", *words, str(folder)).stdout)}
+        return {nameOf(r).decode(errors="replace") for r in recordsOf(scan("-r", "--memory", "64", *words, f"{folder}/").stdout)}
     by_name, by_content = found("--no-decode"), found("--no-decode", "--all")
-    assert f"{folder}/inner.mp4/deep.JPG" in by_name and f"{folder}/fifo.mp4" in by_name
+    assert f"{folder}/inner.mp4/deep.JPG" in by_name and {f"{folder}/fifo.mp4", f"{folder}/clip.MOV"} < by_name
     assert not any("loop/" in n for n in by_name | by_content)
     assert f"{folder}/unnamed" in by_content - by_name and f"{folder}/text.mp4" in by_name - by_content
     table = scan("--csv", "--fields", "pathBytes,model,error.code", f"{folder}/s.jpg", names=[
         os.fsencode(folder) + b"/" + n for n in (b"gone,\".jpg", b"\xff\xfe.jpg")]).stdout.decode().splitlines()
     assert table[0] == "path,pathBytes,model,error.code"
     assert f"{folder}/s.jpg,,KESTO ZELVA Q7," in table and f'"{folder}/gone,"".jpg",,,notFound' in table
+    lines = folder / "lines"
+    lines.write_text(f"{folder}/ .jpg\n\n{folder}/s.jpg")
+    listed = recordsOf(scan("--files-from", str(lines), "--ordered").stdout)
+    assert [nameOf(r).decode() for r in listed] == [f"{folder}/ .jpg", f"{folder}/s.jpg"]
+
+
+def testSandboxes(folder):
+    """By its first word whoever reads a file can do no more, and the crash of one does not pass for an end."""
+    movie = str(folder) + "/." * 200 + "/camera.MP4"  # of which the pipe holds few
+    for words in (["facts"], ["boxes"], ["motion"], ["frame", "--force", "--every", "0.03"], ["scan", "-j", "1"]):
+        process = subprocess.Popen([kit, *words, *[movie] * 60], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, pipesize=4096)
+        assert process.stdout.readline(), words
+        reader = (children(process.pid) or [process.pid])[0]
+        assert "NoNewPrivs:\t1" in pathlib.Path(f"/proc/{reader}/status").read_text(), words
+        os.kill(reader, signal.SIGKILL)
+        assert words != ["motion"] or process.wait() == 4
+        process.kill(), process.communicate()
 
 
 def testKilledWorkers(names):
@@ -197,6 +219,13 @@ def testKilledRuns(folder, names):
         other.write_bytes(content)
         scan("-o", str(other), "--resume", names=unique[:1], status=[3])
         assert other.read_bytes() == content
+    scan("-o", "/dev/null", "--resume", names=unique[:1], status=[3])
+    with open(listed) as held:
+        fcntl.flock(held, fcntl.LOCK_EX)
+        assert b"another scan" in scan("-o", str(listed), "--resume", names=unique[:1], status=[3]).stderr
+    for count in (1, 2):
+        scan("-o", str(folder / "few"), "--resume", names=unique[:count], timeout=60)
+        assert len(recordsOf((folder / "few").read_bytes())) == count
     for link in unique:
         os.unlink(link)
 
@@ -211,6 +240,8 @@ def testOutputs(names):
                                  stderr=subprocess.PIPE, input=b"".join(n + b"\0" for n in names))
         assert outcome.returncode == 4 and reason in outcome.stderr.decode(), outcome
         os.close(output)
+    # A worker takes a descriptor, of which there may be more than a program has at first.
+    assert scan("-j", "40", names=names * 10, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (16, 256)))
     for words in (["scan"], ["scan", "--bad"], [], ["scan", "--resume", "x"], ["facts"]):
         assert subprocess.run([kit, *words], capture_output=True, stdin=subprocess.DEVNULL).returncode == 2, words
 
@@ -228,8 +259,21 @@ def testPeople(folder):
         return subprocess.run([kit, *map(str, words)], capture_output=True, text=True)
     table = run("facts", folder / "camera.MP4", folder / "missing.dng", folder / "s.DNG")
     assert table.returncode == 1 and "missing.dng" in table.stderr and table.stderr.count("\n") == 1, table
-    for part in ("  camera             KESTO ZELVA Q7\n", "  gyro ", " samples/s\n", "DNG still\n", " degrees\n"):
-        assert part in table.stdout, (part, table.stdout)
+    assert "  camera             KESTO ZELVA Q7\n" in table.stdout and "DNG still\n" in table.stdout
+    south = bytearray((folder / "camera.MP4").read_bytes().replace(b"+35.6895+139.6917+40.0", b"-35.6895-139.6917-40.0"))
+    struct.pack_into(">I", south, south.index(b"mvhd") + 20, 3_725_500)
+    (folder / "south.mp4").write_bytes(south)
+    rows = "".join(run("facts", folder / name).stdout for name in ("south.mp4", "s.DNG")).splitlines()
+    told = dict(row[2:].split("  ", 1) for row in rows if row.startswith("  "))
+    rate = json.loads(run("facts", "--json", folder / "south.mp4").stdout)["videoBitRate"] / 1e6
+    for name, value in (
+            ("position", "35.68950 S, 139.69170 W, -40.0 m"), ("duration", "3725.50 s (1:02:05)"), ("accelerometer", "30 samples/s"),
+            ("gyro", "200 samples/s"), ("compass", "100 samples/s"), ("stabilisation", "setting 4, direction free"),
+            ("projection", "equirectangular"), ("quality", "fine"), ("video bit rate", f"{rate:.2f} Mbit/s"),
+            ("yaw", "270.5 degrees"), ("pitch", "10.5 degrees"), ("roll", "-2.5 degrees"), ("view heading", "90 degrees")):
+        assert told[name].strip() == value, (name, told[name])
+    shown = run("boxes", folder / "south.mp4").stdout
+    assert re.search(r"\n +\d+ +\d+      tkhd  version=0 .*width=320", shown) and "'http://ns.google.com/v\"...\n" in shown
     printed = run("facts", "--json", folder / "camera.MP4").stdout.encode()
     assert recordsOf(printed) == recordsOf(scan(str(folder / "camera.MP4")).stdout)
     boxes = json.loads(run("boxes", "--json", folder / "camera.MP4").stdout)["boxes"]
@@ -258,7 +302,9 @@ def testPython(folder):
     import sondex
     assert wheel in sondex.__file__
     movie = sondex.facts(folder / "camera.MP4", program=kit)
-    assert isinstance(movie, sondex.Movie) and movie.model == "KESTO ZELVA Q7" and movie.gyro_rate
+    assert isinstance(movie, sondex.Movie) and movie.model == "KESTO ZELVA Q7"
+    assert (movie.accelerometer_rate, movie.gyro_rate, movie.compass_rate) == (30, 200, 100)
+    assert (movie.view_heading, movie.view_pitch, movie.field_of_view) == (90, 0, 75)
     try:
         sondex.facts(os.fsencode(folder) + b"/none\xff.mp4", program=kit)
         assert False
@@ -273,11 +319,13 @@ def testPython(folder):
             assert False
         except ValueError:
             pass
+    (folder / "failing").write_text('#!/bin/sh\necho "$@" >&2\nexit 4\n')
+    (folder / "failing").chmod(0o755)
     try:
-        list(sondex.scan(names, program=kit, jobs=0))
+        list(sondex.scan([], program=str(folder / "failing"), jobs=2, timeout=3, memory=64, decode=False))
         assert False
     except sondex.ScanFailed as failure:
-        assert "--jobs" in str(failure)
+        assert str(failure) == "scan --files-from - -0 --quiet --jobs 2 --timeout 3 --memory 64 --no-decode"
 
 
 with tempfile.TemporaryDirectory() as name:
@@ -285,7 +333,7 @@ with tempfile.TemporaryDirectory() as name:
     kinds = samples.make(folder, sampleMaker)
     plain = [os.fsencode(folder / f) for kind in ("movies", "models", "stills") for f in kinds[kind]]
     names = [os.fsencode(f) for kind in kinds.values() for f in kind] + strange(folder, kinds) + [b"hog.dng"]
-    for test, words in ((testAllKinds, (folder, names)), (testFolders, (folder,)),
+    for test, words in ((testAllKinds, (folder, names)), (testFolders, (folder,)), (testSandboxes, (folder,)),
                         (testKilledWorkers, (plain * (1000 * factor),)), (testKilledRuns, (folder, plain)),
                         (testOutputs, (plain,)), (testClosedStreams, (folder,)),
                         (testPeople, (folder,)), (testPython, (folder,))):
