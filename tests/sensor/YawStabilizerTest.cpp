@@ -109,6 +109,11 @@ TEST(YawStabilizer, LoadsWhatTheModeNeedsAndReadsAnglesByVideoFrame) {
               }),
               "KDTD: No KDTG entries.\nNo metadata for yaw-stabilizer.\nKDTD: No KDTG entries.\n"
               "Unsupported camera version for yaw-stabilizer - 11001, use default.\n");
+    EXPECT_EQ(kit::captureOutput([] {
+                  for (const auto version : {MetaBuilder::CAMERA_W, MetaBuilder::CAMERA_Q7})
+                      YawStabilizer::Config{version};
+              }),
+              "");
     yaw.yaws = {0, 1, 2, 3, 4, 5, 6, 7, 8};
     for (const auto& [frame, index] : {std::pair{-1, 0}, {1, 4}, {2, 8}, {INT32_MAX, 8}})
         EXPECT_EQ(yaw.acquire_yaw(frame), index);
