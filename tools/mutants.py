@@ -80,11 +80,15 @@ def named(names):
 
 def quickTests(path):
     """The tests that most likely see a fault in this file, by the folder's name."""
-    names = {"app": ["app", "cli"], "probe": ["probe", "cli"], "exif": ["exif", "cli"],
-             "h264": ["h264", "cli"], "builder": ["builder", "kit_carry"],
-             "kit": ["sondexkit", "kit_scan"], "python": ["kit_dask"]}
-    folder = path.split("/")[0]
-    return names.get(folder, [folder])
+    names = {"app/": ["app", "cli"], "probe/": ["probe", "cli"], "exif/": ["exif", "cli"],
+             "h264/": ["h264", "cli"], "builder/": ["builder", "kit_carry"],
+             "kit/": ["sondexkit", "kit_scan"], "kit/motion/": ["kit_motion"],
+             "kit/Motion": ["kit_motion"], "kit/Output": ["kit_motion"], "kit/Frame": ["kit_frame"],
+             "kit/Carry": ["kit_carry"], "kit/Cut": ["kit_carry"], "kit/Each": ["kit_carry"],
+             "kit/Set": ["kit_carry"], "kit/Strip": ["kit_carry"], "kit/Tag": ["kit_carry"],
+             "kit/FramesIn": ["kit_scan"], "python/": ["kit_scan", "kit_dask"]}
+    places = [place for place in names if path.startswith(place)]
+    return names[max(places, key=len)] if places else [path.split("/")[0]]
 
 
 class Workshop:

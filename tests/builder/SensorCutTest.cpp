@@ -106,6 +106,15 @@ TEST(SensorCut, TheAccelerometerGoesByNumberWhereItIsTheFramesClock) {
     EXPECT_EQ(samples[1].x, 9);
 }
 
+TEST(SensorCut, KeepsACompassSampleAFrame) {
+    std::vector<Sensors::Ecompass> slow;
+    for (unsigned i = 0; i <= frameCount; ++i)
+        slow.push_back({0, 1, 2, 1'000'000'000 + i * 20'000'000ULL});
+    std::string source = boxes(false, 1'000'000'000) + kit::streamBox("KDTC", slow);
+    source.replace(source.find("KDTC"), 4, "skip");
+    EXPECT_EQ(Read(joined(cutOf(source, {0, 1, 2, 3, 4, 5}).boxes())).compass.size(), 6U);
+}
+
 TEST(SensorCut, ChaptersRunOnOneBehindTheOther) {
     const std::string first = boxes(false, 1'000'000'000), next = boxes(true, 77'000'000'000);
     const Frames all = [] {

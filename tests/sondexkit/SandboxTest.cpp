@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 #include <signal.h>
 #include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -65,6 +66,12 @@ const Attempt attempts[] = {
          const pid_t child = ::fork();
          if (child == 0) ::_exit(0);
          return child > 0;
+     },
+     false},
+    {"change a limit",
+     [] {
+         const rlimit none{};
+         return ::setrlimit(RLIMIT_CORE, &none) == 0;
      },
      false},
     {"run a program", runs, false},

@@ -196,6 +196,12 @@ for words in ("gps", "serial", "motion", "gps,serial,motion"):
     assert result(words)["model"] == sourceResult["model"]
 assert digest("drop.mp4") == before
 
+# What ffmpeg writes of the metadata gives way, and where it fails nothing is left.
+told = json.loads(run("cut", "--json", "--from", "2", "--to", "3", "camera.mp4", "cut.mp4"))
+assert {item["fate"] for item in told["items"]} == {"carried"}, told
+ffmpeg("-f", "lavfi", "-i", "testsrc2=size=64x32", "-frames:v", "1", "-c:v", "prores_ks", "prores.mov")
+assert "ffmpeg could not cut" in run("cut", "prores.mov", "none.mp4", status=3) and not os.path.exists("none.mp4")
+
 # Wrong pairs are refused, and both files stay as they were.
 ffmpeg("-i", "camera.mp4", "-r", "15", "-c:v", "libx264", "rate.mp4")
 ffmpeg("-f", "lavfi", "-i", "color=size=320x160:rate=30:duration=4", "-c:v", "libx264", "-g", "8",
@@ -273,7 +279,7 @@ assert digest("clip.mp4") == before
 for words in (["set", "--position", "nowhere"], ["set", "--position", "91,0"], ["set"],
               ["set", "--time", "2026-02-30T10:00:00Z"], ["set", "--time", "2026-11-21T10:00:60Z"],
               ["set", "--time", "2026-11-21T10:00:00Zone"], ["set", "--time", "2026-11-21T10:00:00Z", "--xmp", "."],
-              ["tag", "--pitch", "91"], ["strip"]):
+              ["tag", "--pitch", "91"], ["set", "--flag", "--zenith", "1"], ["strip"]):
     run(*words, "clip.mp4", status=2)
 # A still is patched where it stands when a sector holds the change, else replaced by a new file.
 subprocess.run([sampleMaker, "jpeg", "still.jpg", "set.jpg"], check=True)

@@ -192,6 +192,8 @@ told = json.loads(run("--json", "stutter.mp4"))["gyro"]
 assert told["gaps"] == 4 and told["stepsBack"] == 0
 assert [round(gap["seconds"] / 0.02) for gap in told["longestGaps"]] == [4, 3, 2]
 assert b"4 gaps: " in run("stutter.mp4") and b", ...\n" in run("stutter.mp4")
+pathlib.Path("gyro.mp4").write_bytes(re.sub(b"KDT[DG]", b"skip", pathlib.Path("sample.mp4").read_bytes()))
+assert "\nt,gx,gy,gz\n0," in written("gyro.mp4", "gcsv")
 chance = random.Random(18)
 odd = [math.nan, math.inf, -math.inf, 3e38, 1e-45, 0.0]
 for code, values in ((b"KDTB", [0, 1, 2**63, 2**64 - 1, 10**9]), (b"KDTG", [0, 2**63, 2**64 - 1])):
