@@ -41,6 +41,7 @@ struct Attempt {
 };
 
 constexpr int done = 200;
+constexpr rlimit none{};
 
 // Each is a way out that one forgotten rule would leave open.
 const Attempt attempts[] = {
@@ -68,12 +69,7 @@ const Attempt attempts[] = {
          return child > 0;
      },
      false},
-    {"change a limit",
-     [] {
-         const rlimit none{};
-         return ::setrlimit(RLIMIT_CORE, &none) == 0;
-     },
-     false},
+    {"change a limit", [] { return ::setrlimit(RLIMIT_CORE, &none) == 0; }, false},
     {"run a program", runs, false},
 };
 

@@ -267,15 +267,12 @@ def testPeople(folder):
     south = bytearray((folder / "camera.MP4").read_bytes().replace(b"+35.6895+139.6917+40.0", b"-35.6895-139.6917-40.0"))
     struct.pack_into(">I", south, south.index(b"mvhd") + 20, 3_725_500)
     (folder / "south.mp4").write_bytes(south)
-    rows = "".join(run("facts", folder / name).stdout for name in ("south.mp4", "s.DNG")).splitlines()
-    told = dict(row[2:].split("  ", 1) for row in rows if row.startswith("  "))
     rate = json.loads(run("facts", "--json", folder / "south.mp4").stdout)["videoBitRate"] / 1e6
-    for name, value in (
-            ("position", "35.68950 S, 139.69170 W, -40.0 m"), ("duration", "3725.50 s (1:02:05)"), ("accelerometer", "30 samples/s"),
-            ("gyro", "200 samples/s"), ("compass", "100 samples/s"), ("stabilisation", "setting 4, direction free"),
-            ("projection", "equirectangular"), ("quality", "fine"), ("video bit rate", f"{rate:.2f} Mbit/s"),
-            ("yaw", "270.5 degrees"), ("pitch", "10.5 degrees"), ("roll", "-2.5 degrees"), ("view heading", "90 degrees")):
-        assert told[name].strip() == value, (name, told[name])
+    rows = {re.sub("  +", ": ", row.strip()) for name in ("south.mp4", "s.DNG") for row in run("facts", folder / name).stdout.splitlines()}
+    expected = {"position: 35.68950 S, 139.69170 W, -40.0 m", "duration: 3725.50 s (1:02:05)", "accelerometer: 30 samples/s",
+                "gyro: 200 samples/s", "compass: 100 samples/s", "stabilisation: setting 4, direction free", "quality: fine",
+                "pitch: 10.5 degrees", "roll: -2.5 degrees", "view heading: 90 degrees", f"video bit rate: {rate:.2f} Mbit/s"}
+    assert expected <= rows, expected - rows
     shown = run("boxes", folder / "south.mp4").stdout
     assert re.search(r"\n +\d+ +\d+      tkhd  version=0 .*width=320", shown) and "'http://ns.google.com/v\"...\n" in shown
     printed = run("facts", "--json", folder / "camera.MP4").stdout.encode()
