@@ -140,7 +140,8 @@ std::string cutMovie() {
 
 std::string privateMovie() {
     return tabledMovie(box("@mod", "model") + box("@xyz", "+35.6895+139.6917/") +
-                       box("KDTB", pattern(70000)));
+                       box("KDTB", pattern(70000))) +
+           uuidBox(MP4::xmpType, "<x/>");
 }
 
 bool carryOnto(Container& target) {
