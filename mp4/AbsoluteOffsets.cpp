@@ -90,6 +90,9 @@ class Walk {
 
 FourCC inTheWay(BinFile& file, bool dataMoves) {
     BinFile reader(static_cast<WEKU::FileIO&>(file));
+    // A length that the system does not tell reads as 0, and nothing would be looked at.
+    const WEKU::FileStamp stamp = reader.stamp();
+    if (stamp.node == 0 || stamp.length != reader.fileLength()) return cannotTell;
     const FourCC found = Walk(reader, dataMoves).firstBetween(0, reader.fileLength(), {});
     return found == 0 && reader.sawShortRead() ? cannotTell : found;
 }

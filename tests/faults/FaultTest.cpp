@@ -11,6 +11,7 @@
 #include "builder/Refusal.h"
 #include "builder/Strip.h"
 #include "mp4/SampleTableBoxes.h"
+#include "sondex/sondex.h"
 #include "support/Endian.h"
 #include "support/EndingSignals.h"
 #include "tests/faults/Faults.h"
@@ -181,39 +182,31 @@ bool insertAt(Container& movie, const char* anchor, bool replace) {
     return found != nullptr && insertInto(movie, *found, replace, box("skip", pattern(70000)));
 }
 
+/// The result of the next edit goes to a file of this name.
+Container& into(Container& movie, const wchar_t* name) {
+    movie.outputPath = movie.path.substr(0, movie.path.rfind(L'/') + 1) + name;
+    return movie;
+}
+
+// clang-format off
 const Operation operations[] = {
     {"moovFirst", false, [](auto& movie) { return movie.moovFirst(); }},
     {"moovFirst, named", false, [](auto& movie) { return movie.moovFirst(); }, builtMovie, true},
     {"insertBox", false, [](auto& movie) { return insertAt(movie, "ftyp", false); }},
     {"insertBox in place", false, [](auto& movie) { return insertAt(movie, "free", true); }},
     {"insertBox to an output path", false,
-     [](auto& movie) {
-         movie.outputPath = movie.path.substr(0, movie.path.rfind(L'/')) + L"/out.mp4";
-         return insertAt(movie, "moov.udta", true);
-     },
-     builtMovie, true},
-    {"insertBox to a new file", false,
-     [](auto& movie) {
-         movie.outputPath = movie.path.substr(0, movie.path.rfind(L'/')) + L"/new.mp4";
-         return insertAt(movie, "free", true);
-     }},
-    {"a time stamp to an output path", false,
-     [](auto& movie) {
-         movie.outputPath = movie.path.substr(0, movie.path.rfind(L'/')) + L"/out.mp4";
-         return movie.updateTimeStamp(9);
-     }},
+     [](auto& movie) { return insertAt(into(movie, L"out.mp4"), "moov.udta", true); }, builtMovie, true},
+    {"insertBox to a new file", false, [](auto& movie) { return insertAt(into(movie, L"new.mp4"), "free", true); }},
+    {"a time stamp to an output path", false, [](auto& movie) { return into(movie, L"out.mp4").updateTimeStamp(9); }},
     {"appendXMP", true, [](auto& movie) { return movie.appendXMP(pattern(9000)); }},
     {"appendAxis", true, [](auto& movie) { return movie.appendAxis(pattern(90)); }},
     {"updateTimeStamp", true, [](auto& movie) { return movie.updateTimeStamp(0x12345678); }},
-    {"flag in place", true,
-     [](auto& movie) { return movie.appendFullRangeAndConstrainedSet1Flag(true); },
-     unflaggedMovie<true>},
-    {"flag by a rewrite", false,
-     [](auto& movie) { return movie.appendFullRangeAndConstrainedSet1Flag(false); },
-     unflaggedMovie<false>},
+    {"flag in place", true, [](auto& movie) { return movie.appendFullRangeAndConstrainedSet1Flag(true); }, unflaggedMovie<true>},
+    {"flag by a rewrite", false, [](auto& movie) { return movie.appendFullRangeAndConstrainedSet1Flag(false); }, unflaggedMovie<false>},
     {"carry", false, carryOnto, cutMovie},
     {"strip", true, stripAll, privateMovie},
 };
+// clang-format on
 
 /// A folder with the movie and a file at the output path: all names with what they hold.
 struct Scene {
@@ -367,6 +360,37 @@ TEST(EditFault, MovesTheMovieBoxWithoutAMomentWithoutOne) {
             // Whatever was left is not in the way of the next edit.
             captureOutput([&] { EXPECT_TRUE(putUserData(path, 700)); });
             EXPECT_TRUE(Shown::of(path) == after);
+            return (seen & faults::reached) != 0;
+        });
+    }
+}
+
+TEST(EditFault, AReadThatFailsHidesNoOffsets) {
+    const TempFolder folder;
+    const std::string movie = builtMovie() + fullBox("meta", 0, box("iloc"));
+    everyFault(How::shortForEver, [&](How how, long at) {
+        const std::wstring path = folder.write("m.mp4", movie);
+        const int seen = seenUnder(how, at, [&] {
+            Container opened;
+            return opened.attach(path, Container::wholeFile) && insertAt(opened, "ftyp", false);
+        });
+        EXPECT_TRUE((seen & 1) == 0 && readFile(path) == movie);
+        return (seen & faults::reached) != 0;
+    });
+}
+
+TEST(EditFault, WhatIsDoneIsOnTheDisk) {
+    const TempFolder folder;
+    const std::string path = (folder.path() / "f").string();
+    for (const bool isNew : {true, false}) {
+        everyFault(How::shortForEver, [&](How how, long at) {
+            folder.write("f", CameraTiff().jpeg());
+            const int seen = seenUnder(how, at, [&] {
+                if (!isNew) return bool(sondex::change(path, {.makerNote = {.zenith = 2}}));
+                auto made = sondex::NewFile::make(path, true);
+                return made && made->append("new") && made->finish();
+            });
+            EXPECT_TRUE((seen & 1) == 0 || (seen & faults::flushFailed) == 0);
             return (seen & faults::reached) != 0;
         });
     }

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -23,6 +24,7 @@ using faults::How;
 thread_local bool armed = false;
 thread_local How how;
 thread_local long left;
+thread_local std::size_t seed;
 thread_local int seen;
 bool namesAll = false;
 const char* awaited = "";
@@ -38,7 +40,7 @@ bool due() {
 
 void endIfAsked() {
     if (how == How::kill) ::raise(SIGKILL);
-    if (how == How::terminate) ::raise(SIGTERM);
+    if (how == How::terminate) ::raise(std::array{SIGTERM, SIGHUP, SIGINT}[seed % 3]);
 }
 
 bool isError() {
@@ -92,6 +94,7 @@ ssize_t transfer(std::size_t count, bool writes, Go go) {
 void faults::arm(How newHow, long at) {
     how = newHow;
     left = at;
+    seed = static_cast<std::size_t>(at);
     seen = 0;
     armed = true;
 }

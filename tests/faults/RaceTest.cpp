@@ -69,6 +69,18 @@ TEST(EditRace, TheTemporaryFileIsExchangedForALink) {
     EXPECT_TRUE(!fs::is_symlink(scene.at("m.mp4")) && readFile(scene.at("m.mp4")) == scene.source);
 }
 
+TEST(EditRace, AnotherFileGetsTheNewNameFirst) {
+    for (const bool named : {false, true}) {
+        Scene scene;
+        scene.movie.outputPath = scene.folder.wide("out.mp4");
+        faults::nameAllFiles(named);
+        faults::before("linkat", [&] { scene.folder.write("out.mp4", "mine"); });
+        captureOutput([&] { EXPECT_FALSE(scene.movie.moovFirst()); });
+        faults::nameAllFiles(false);
+        EXPECT_EQ(readFile(scene.at("out.mp4")), "mine");
+    }
+}
+
 /// What no kill can show: that the new movie box is on the disk before the old one goes.
 TEST(EditRace, TheNewMovieBoxIsFlushedAheadOfTheNextStep) {
     Scene scene;
