@@ -95,6 +95,7 @@ class Movie::Inside {
     std::optional<std::uint64_t> creationTime;
     std::optional<GPSInfo> position;
     std::optional<std::string> xmp, makerNote;
+    bool putsPacket = false;
 
   private:
     bool make(Road road, std::string& reason);
@@ -129,7 +130,9 @@ void Movie::Inside::putPacket() {
     const std::optional<std::string> now = packet();
     std::string wanted = xmp ? *xmp : now.value_or("");
     if (position) wanted = withPosition(std::move(wanted), *position);
-    if (xmp || (now && wanted != *now)) {
+    // One that is asked for again as it stands takes back what was asked for before.
+    putsPacket = putsPacket || xmp || (now && wanted != *now);
+    if (putsPacket) {
         (void)edit->putTopLevel(MP4::XMP(wanted), Present::replace);
     }
 }
@@ -155,6 +158,7 @@ void Movie::Inside::forget() {
     position.reset();
     xmp.reset();
     makerNote.reset();
+    putsPacket = false;
 }
 
 bool Movie::Inside::make(Road road, std::string& reason) {

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,7 +31,7 @@ std::string mediaOf(const std::string& path) {
     if (!movie.attach(WEKU::wchar::widen(path), MP4::Container::wholeFile)) return "";
     std::uint64_t end = 0;
     for (const auto& box : movie.root->children) {
-        if (box->start != end) return "a gap";
+        if (box->start != end || box->openEnded) return "a gap";
         end = box->end();
     }
     const auto* table = movie.first<MP4::STCO>("moov.trak.mdia.minf.stbl.stco");
@@ -67,32 +68,33 @@ std::string reasonOf(const sondex::Status& status, ErrorCode code) {
 TEST(Movie, TakesTheCheapestRoadAndKeepsTheMedia) {
     const std::string front = box("ftyp", "isom");
     const std::string open = mdatFirst(media);
-    const std::size_t moov = open.find("moov") - 4;
+    const std::size_t moov = open.find("moov") - 4, behind = open.size() - moov + 100;
+    const auto first = [&](std::size_t room) {
+        const auto at = [](std::size_t offset) {
+            return movieBox(stco(offset), box("udta", box("free")));
+        };
+        return front + at(front.size() + at(0).size() + room + 8);
+    };
     const struct {
         const char* name;
         std::string movie;
         /// How much longer the file is after a user data box of 100 bytes more.
         std::uintmax_t longer;
     } layouts[] = {
-        {"movie last", open, open.size() - moov + 100},
-        {"movie last, without an end", open.substr(0, moov) + u32(0) + open.substr(moov + 4),
-         open.size() - moov + 100},
+        // clang-format off
+        {"movie last", open, behind},
+        {"media in a spare box", std::string(open).replace(16, 4, "free").insert(moov, box("wide")), behind},
+        {"movie last, without an end", open.substr(0, moov) + u32(0) + open.substr(moov + 4), behind},
+        {"room ahead of it", open.substr(0, moov) + box("free", zeros(2000)) + u32(0) + open.substr(moov + 4), 0},
         {"room behind it", open + box("free", zeros(2000)) + uuidBox(MP4::xmpType, "x"), 0},
+        {"room but for a header", open + box("wide") + box("free", zeros(behind + 4)), behind},
         {"room in a box of 64 bits", open + largeBox("free", zeros(2000)), 0},
-        {"left of a power cut", open + zeros(40), open.size() - moov + 60},
-        {"movie first",
-         front +
-             movieBox(stco(front.size() + 8 + movieBox(stco(0), box("udta", box("free"))).size()),
-                      box("udta", box("free"))) +
-             box("mdat", media),
-         100},
-        {"movie first, room behind it",
-         front +
-             movieBox(
-                 stco(front.size() + 1016 + movieBox(stco(0), box("udta", box("free"))).size()),
-                 box("udta", box("free"))) +
-             box("free", zeros(1000)) + box("mdat", media),
-         0},
+        {"left of a power cut", open + zeros(40), behind - 40},
+        {"a box of it", open + boxClaiming(5000, "free", zeros(32)), behind - 40},
+        {"movie first", first(0) + box("mdat", media), 100},
+        {"movie first, room behind the media", first(0) + box("mdat", media) + box("free", zeros(2000)), 100},
+        {"movie first, room behind it", first(1008) + box("free", zeros(1000)) + box("mdat", media), 0},
+        // clang-format on
     };
     for (const auto& layout : layouts) {
         SCOPED_TRACE(layout.name);
@@ -123,14 +125,17 @@ TEST(Movie, TakesTheCheapestRoadAndKeepsTheMedia) {
 }
 
 TEST(Movie, MakesSeveralChangesAtOnce) {
-    const MovieFile file(mdatFirst(media));
+    std::string bytes = mdatFirst(media);
+    const MovieFile file(bytes.replace(bytes.find("moov") - 4, 4, zeros(4)));
     Movie movie = file.open();
     ASSERT_TRUE(movie.appendXmp("<x/>") && movie.setCreationTime(1700000000));
     ASSERT_TRUE(movie.setPosition({35.6895, -139.6917, {}}));
     // Asked for first, the box behind the movie stands behind what the movie's last box gets.
     ASSERT_TRUE(movie.insertBehind("moov", box("skip", "a")));
     ASSERT_TRUE(movie.insertBehind("moov.udta", box("skip", "b")));
+    ASSERT_TRUE(movie.insertBehind("moov", box("wide")));
     ASSERT_TRUE(movie.remove("moov.udta.free"));
+    ASSERT_TRUE(movie.insertFirst("moov.trak.mdia.minf.stbl.stsd.avc1", box("skip", "c")));
     ASSERT_EQ(reasonOf(movie.save(), {}), "done");
     EXPECT_TRUE(movie.changes().empty());
     const auto facts = sondex::readMovie(file.path, {{}, false}).value();
@@ -141,6 +146,8 @@ TEST(Movie, MakesSeveralChangesAtOnce) {
     MP4::Container now;
     ASSERT_TRUE(now.attach(WEKU::wchar::widen(file.path), MP4::Container::wholeFile));
     EXPECT_TRUE(now.first("moov.skip") && now.first("skip") && now.first("uuid"));
+    EXPECT_TRUE(now.first("moov.trak.mdia.minf.stbl.stsd.avc1.skip"));
+    EXPECT_LT(now.first("skip")->start, now.first("wide")->start);
     EXPECT_EQ(now.first("moov.udta.free"), nullptr);
 
     const std::string target = file.path + ".out";
@@ -181,6 +188,21 @@ TEST(Movie, StatesOnePosition) {
                                "</exif:GPSLatitude><exif:GPSLongitude></x:a>");
         EXPECT_LE(file.size(), before + 2 * (movieBoxOf(file.path) + packets.size()));
     }
+    // Of what was asked for the last counts, also when it is what stands there.
+    const std::string stood = readFile(file.path);
+    Movie movie = file.open();
+    ASSERT_TRUE(movie.setPosition({1, 2, {}}) && movie.setPosition({-52.5, -10, {}}));
+    EXPECT_EQ(reasonOf(movie.save(), {}), "done");
+    EXPECT_TRUE(readFile(file.path) == stood);
+}
+
+TEST(Movie, MovesBoxesOf64BitsWhole) {
+    const MovieFile file(mdatFirst(media) + box("free", zeros(300)));
+    Movie movie = file.open();
+    ASSERT_TRUE(movie.insertBehind("free", largeBox("wide", "kept")));
+    ASSERT_TRUE(movie.insertBehind("moov.udta.free", box("skip")));
+    EXPECT_EQ(reasonOf(movie.save(Road::movieRoom), {}), "done");
+    EXPECT_NE(readFile(file.path).find(largeBox("wide", "kept")), std::string::npos);
 }
 
 /// Media between two changes moves with the first alone.
@@ -219,44 +241,48 @@ TEST(Movie, SaysWhyItRefuses) {
     const auto insert = [](const char* path, std::string boxes) {
         return [=](Movie& movie) { return movie.insertBehind(path, boxes); };
     };
+    const auto put = [](std::vector<std::pair<const char*, std::string>> boxes) {
+        return [=](Movie& movie) {
+            sondex::Status status;
+            for (const auto& [path, bytes] : boxes)
+                status = movie.replace(path, bytes);
+            return status;
+        };
+    };
+    const char* const twice = "two changes touch the same bytes";
+    const char* const noRoom = "the change does not keep its room, or takes more than one write";
+    const std::string sector = mdatFirst(std::string(490, 'm'));
+    const Ask addFree = insert("moov.udta.free", box("free"));
     const struct {
         std::string movie;
         Ask ask;
-        Road road;
         const char* reason;
+        Road road = {};
     } refusals[] = {
-        {good, insert("moov.none", box("free")), {}, "there is no box moov.none"},
-        {good, insert("moov.udta", "12345678"), {}, "the bytes are no whole boxes"},
-        {good, [](Movie& movie) { return movie.remove("moov"); }, {}, "a movie needs its box"},
-        {good,
-         [](Movie& movie) {
-             return movie.setPosition({91, 0, {}});
-         },
-         {},
-         "no place on earth"},
-        {good, insert("ftyp", box("free")), Road::movieRoom,
-         "the change reaches beyond the movie box"},
-        {good, insert("moov.udta.free", box("free")), Road::inPlace,
-         "the change does not keep its room, or takes more than one write"},
-        {good,
-         [](Movie& movie) {
-             static_cast<void>(movie.remove("moov.udta"));
-             return movie.replace("moov.udta", box("udta"));
-         },
-         {},
-         "two changes touch the same bytes"},
-        {good + boxClaiming(0, "uuid", zeros(20)), insert("moov.udta.free", box("free")),
-         Road::movieRoom, "its last box has no end"},
-        {box("ftyp") + movieBox(stco(40), box("udta", box("free"))),
-         insert("moov.udta.free", box("free")), Road::rewrite, "media data lies in its movie box"},
-        {good + "tail", insert("moov.udta.free", box("free")), Road::movieRoom,
-         "bytes that are no box stand behind its last box"},
-        {good + boxClaiming(90, "uuid", zeros(20)),
-         insert("uuid", box("free")),
-         {},
-         "the change reaches behind the end of the file"},
+        // clang-format off
+        {good, insert("moov.none", box("free")), "there is no box moov.none"},
+        {good, insert("moov.trak[0x.tkhd", box("free")), "there is no box moov.trak[0x.tkhd"},
+        {movieBox(stco(0), box("trak", box("meta"))), insert("moov.trak[0].meta", box("free")), "there is no box moov.trak[0].meta"},
+        {good, insert("moov.udta", "12345678"), "the bytes are no whole boxes"},
+        {good, put({{"moov", ""}}), "a movie needs its box"},
+        {good, [](Movie& movie) { return movie.setPosition({91, 0, {}}); }, "no place on earth"},
+        {good, insert("ftyp", box("free")), "the change reaches beyond the movie box", Road::movieRoom},
+        {good, addFree, noRoom, Road::inPlace},
+        {good, put({{"ftyp", box("ftyp", "mp42")}, {"moov.udta.free", box("skip")}}), noRoom, Road::inPlace},
+        {good, put({{"mdat", box("mdat", std::string(1000, 'x'))}}), noRoom, Road::inPlace},
+        {good, put({{"moov.udta", ""}, {"moov.udta", box("udta")}}), twice},
+        {good, put({{"moov.udta", ""}, {"moov.udta.free", box("skip")}}), twice},
+        {good + boxClaiming(0, "uuid", zeros(20)), addFree, "its last box has no end", Road::movieRoom},
+        {std::string(sector).replace(510, 4, zeros(4)), addFree, "its movie box has no end", Road::movieRoom},
+        {box("mdat") + movieBox(stco(9999), box("udta", box("free"))), addFree, "media data is missing at its end", Road::movieRoom},
+        {std::string(good).replace(16, 4, "wide"), put({{"wide", ""}}), "media data lies in a box", Road::movieRoom},
+        {box("ftyp") + movieBox(stco(40), box("udta", box("free"))), addFree, "media data lies in its movie box", Road::rewrite},
+        {good + "tail", addFree, "bytes that are no box stand behind its last box", Road::movieRoom},
+        {good + boxClaiming(90, "uuid", zeros(20)), insert("uuid", box("free")), "the change reaches behind the end of the file"},
+        {std::string(good).replace(good.find("moov") - 4, 4, u32(9999)), addFree, "a box around it claims more bytes than the file has"},
+        // clang-format on
     };
-    for (const auto& [bytes, ask, road, reason] : refusals) {
+    for (const auto& [bytes, ask, reason, road] : refusals) {
         const MovieFile file(bytes);
         Movie movie = file.open();
         sondex::Status status = ask(movie);
@@ -275,4 +301,38 @@ TEST(Movie, SaysWhyItRefuses) {
     ASSERT_TRUE(movie.appendXmp("x"));
     EXPECT_NE(reasonOf(movie.save(), ErrorCode::changed).find("has changed"), std::string::npos);
     EXPECT_EQ(sondex::Movie::open(file.path + "x").error().code, ErrorCode::notFound);
+    // More boxes than are listed.
+    std::string many = good;
+    for (int i = 0; i < 140000; ++i)
+        many += box("free");
+    file.folder.write("m.mp4", many);
+    movie = file.open();
+    ASSERT_TRUE(movie.appendXmp("x"));
+    EXPECT_NE(reasonOf(movie.save(), ErrorCode::damaged).find("in full"), std::string::npos);
+}
+
+TEST(NewFile, TakesThePlaceOfWhatStands) {
+    namespace fs = std::filesystem;
+    const TempFolder folder;
+    const auto put = [&](const char* name) -> std::string {
+        auto made = sondex::NewFile::make((folder.path() / name).string(), true);
+        if (!made) return made.error().message;
+        return made->append("new") && made->finish() ? "done" : "not done";
+    };
+    const auto permissions = [&](const char* name) {
+        return fs::status(folder.path() / name).permissions();
+    };
+    folder.write("old", "old");
+    fs::permissions(folder.path() / "old", fs::perms{0604});
+    fs::create_symlink("old", folder.path() / "link");
+    ASSERT_EQ(::mkfifo((folder.path() / "fifo").c_str(), 0600), 0);
+    EXPECT_EQ(put("link"), "done");
+    EXPECT_TRUE(fs::is_symlink(folder.path() / "link"));
+    EXPECT_EQ(readFile(folder.path() / "old"), "new");
+    EXPECT_EQ(permissions("old"), fs::perms{0604});
+    EXPECT_EQ(put("fifo"), "it is no regular file");
+    const mode_t before = ::umask(0027);
+    EXPECT_EQ(put("fresh"), "done");
+    ::umask(before);
+    EXPECT_EQ(permissions("fresh"), fs::perms{0640});
 }
