@@ -89,7 +89,6 @@ std::string Container::payload(const BOX& box, std::uint64_t most) const {
     if (box.size() <= header) return bytes;
     open([&](WEKU::FileIO& opened) {
         BinFile file(opened);
-        file.limit = box.end();
         file.moveTo(box.start + header);
         bytes = file.takeText(std::min(most, box.size() - header));
     });

