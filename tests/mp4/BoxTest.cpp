@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "mp4/AbsoluteOffsets.h"
 #include "mp4/Container.h"
 #include "mp4/HeaderBoxes.h"
 #include "mp4/MetadataBoxes.h"
@@ -59,15 +60,16 @@ TEST(BoxTree, SizesOfEveryForm) {
 
 TEST(BoxTree, FindReachesEveryMatchAndStopsOneLevel) {
     const std::string twoHeaders = tkhd(1, 1) + tkhd(0, 0);
-    const OpenedMovie opened(box("moov", box("trak", twoHeaders) + box("trak", twoHeaders)) +
-                             box("moov", box("udta", box("\xA9xyz", zeros(8)))) + box("mdat"));
+    const OpenedMovie opened(
+        box("moov", box("trak", twoHeaders) + box("trak", twoHeaders) + box("trak", tkhd(0, 9))) +
+        box("moov", box("udta", box("\xA9xyz", zeros(8)))) + box("mdat"));
     const auto count = [&](const char* path, bool onward) {
         int n = 0;
         opened.movie.find(path, [&](MP4::BOX&) { return ++n, onward; });
         return n;
     };
-    EXPECT_EQ(count("moov.trak.tkhd", true), 4);
-    EXPECT_EQ(count("moov.trak.tkhd", false), 2);
+    EXPECT_EQ(count("moov.trak.tkhd", true), 5);
+    EXPECT_EQ(count("moov.trak.tkhd", false), 3);
     EXPECT_EQ(count("moov.udta.\xA9xyz", true), 1);
     for (const char* path : {"moov.trak.tkhd.tkhd", "moov/trak", "moo", "moovs", "", "moov."})
         EXPECT_EQ(count(path, true), 0) << path;
@@ -93,6 +95,10 @@ TEST(BoxTree, EndsAtADepthAndCopiesVisitors) {
     while (!parent->children.empty())
         parent = static_cast<MP4::NestedBox*>(parent->children[0].get());
     EXPECT_EQ(parent->depth, MP4::deepestParent);
+    deep.movie.open([](WEKU::FileIO& file) {
+        MP4::BinFile reader(file);
+        EXPECT_NE(MP4::AbsoluteOffsets::inTheWay(reader, false), 0U);
+    });
 
     const OpenedMovie opened(
         box("moov", box("trak", tkhd(1, 1) + tkhd(1, 1)) + box("trak", tkhd(1, 1) + tkhd(1, 1))));
@@ -128,6 +134,8 @@ TEST(LeafBox, PrintsItsFields) {
         {"moovudta", locations(3, "+\n1"), "bytes=15 xyz=+ 1 15c7 >"},
         {tables, fullBox("stsz", 0, u32(0) + u32(2) + u32(0xFFFFFFFF) + u32(2)),
          "bytes=28 sampleSize=0 sample_count=2 sample_total=4294967297 >"},
+        {tables, fullBox("stsz", 0, u32(1) + u32(7)),
+         "bytes=20 sampleSize=1 sample_count=7 sample_total=7 >"},
         // One size for all: the product wraps at 32 bits.
         {tables, fullBox("stsz", 0, u32(100000) + u32(50000)),
          "bytes=20 sampleSize=100000 sample_count=50000 sample_total=705032704 >"},
@@ -140,6 +148,8 @@ TEST(LeafBox, PrintsItsFields) {
         {"", fullBox("meta", 0, box("leaf")), "bytes=8 >"},
         {"moovudta", fullBox("meta", 0, box("leaf")), "bytes=20 >"},
         {tables, fullBox("stsd", 0, u32(1) + visualEntry("avc1", 2, 1, box("leaf"))), "bytes=8 >"},
+        // Too short for its fields, it has none.
+        {tables, fullBox("stsd", 0, u32(1) + box("avc1", box("leaf"))), "bytes=8 >"},
         {tables, fullBox("stsd", 0, u32(1) + visualEntry("hvc1", 2, 1, box("leaf"))), "bytes=94 >"},
         {tables, fullBox("stsd", 0, u32(1) + box("sowt", zeros(24) + u32(0xBB800102))),
          "bytes=36 data_reference_index=0 channel_count=0 sample_size=0 pre_defined=0 "

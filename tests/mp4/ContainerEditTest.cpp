@@ -26,6 +26,12 @@ const std::string source = mdatFirst(media);
 const std::string moved =
     ftyp + movieBox(stco(source.size() - media.size()), box("udta", box("free"))) + mdat;
 
+/// Spatial sound with this chunk offset.
+std::string soundAt(std::uint64_t offset) {
+    const std::string table = box("stbl", stco(offset));
+    return uuidBox(MP4::spatialDataType, box("KATR", box("mdia", box("minf", table))));
+}
+
 class Edited {
   public:
     explicit Edited(const std::string& bytes) : before(bytes), path(folder.write("m.mp4", bytes)) {
@@ -58,7 +64,7 @@ TEST(MoovFirst, RefusesWhatItCannotKeep) {
         ftyp + mdat + movieBox(u32(32) + stco(at, 4).substr(4)),  // claims its parents' neighbours
         ftyp + mdat + boxClaiming(1000, "moov", mvhd(1, 1)),      // claims more than the file
         ftyp + mdat + movieBox(stco(at + mdat.size())),           // media in the movie box
-        source + box("mfra"),                                     // offsets of other kinds
+        source + box("sidx"),                                     // offsets of other kinds
         ftyp + mdat + movieBox(stco(at), fullBox("meta", 0, box("iloc")))};
     for (const std::string& bytes : cases) {
         Edited edited(bytes);
@@ -90,6 +96,20 @@ TEST(MoovFirst, KeepsWhatElseThereIs) {
     }
 }
 
+TEST(MoovFirst, MovesEveryOffset) {
+    const auto many = [](std::uint64_t at) {
+        std::string offsets = u32(20000);  // more than is read at a time
+        while (offsets.size() < 4 + 4 * 20000)
+            offsets += u32(at);
+        return movieBox(fullBox("stco", 0, offsets));
+    };
+    const std::uint64_t before = ftyp.size() + 8, after = before + many(0).size();
+    const std::string stays = soundAt(after + media.size() + 8 + 2 * soundAt(0).size()) + mdat;
+    Edited edited(ftyp + mdat + soundAt(before) + many(before) + stays);
+    EXPECT_TRUE(edited.movie.moovFirst());
+    EXPECT_TRUE(edited.after() == ftyp + many(after) + mdat + soundAt(after) + stays);
+}
+
 TEST(MoovFirst, CountsBeyondFourGiB) {
     // Nearly all of it is a hole, in the copy as well.
     constexpr std::uint64_t length = (std::uint64_t{1} << 32) - 100;
@@ -103,7 +123,9 @@ TEST(MoovFirst, CountsBeyondFourGiB) {
     // The offset would leave its 32 bits.
     file.seekp(end) << media << movieBox(stco(at)) << std::flush;
     ASSERT_TRUE(movie.attach(path, whole));
+    testing::internal::CaptureStderr();
     captureOutput([&] { EXPECT_FALSE(movie.moovFirst()); });
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("leave its width"), std::string::npos);
     file.seekp(end) << media << movieBox(co64(at)) << std::flush;
     ASSERT_TRUE(movie.attach(path, whole));
     EXPECT_TRUE(movie.moovFirst());
@@ -115,8 +137,6 @@ TEST(MoovFirst, CountsBeyondFourGiB) {
 }
 
 TEST(Rewrite, RefusesDamagedAnchorsAndOtherOffsets) {
-    const std::string spatialTrack =
-        uuidBox(MP4::spatialDataType, box("KATR", box("mdia", box("minf", box("stbl", stco(0))))));
     const std::pair<std::string, const char*> cases[] = {
         {ftyp + boxClaiming(99, "free"), "free"},
         // A child that claims more than its parent.
@@ -125,11 +145,12 @@ TEST(Rewrite, RefusesDamagedAnchorsAndOtherOffsets) {
         {ftyp + movieBox(stco(0)) + mdat + box("mfra"), "moov.trak"},
         {ftyp + movieBox(stco(0)) + mdat + fullBox("meta", 0, box("iloc")), "moov.trak"},
         {ftyp + movieBox(stco(0), fullBox("meta", 0, box("iloc"))) + mdat, "moov.trak"},
-        {ftyp + movieBox(stco(0), box("udta", box("meta", box("hdlr") + box("iloc")))) + mdat,
+        {ftyp + movieBox(stco(0), box("udta", box("meta", box("hdlr") + box("saio")))) + mdat,
          "moov.trak"},
         {ftyp + movieBox(stco(0), box("trak", fullBox("meta", 0, box("iloc")))) + mdat,
          "moov.trak"},
-        {ftyp + movieBox(stco(0), box("trak", spatialTrack)) + mdat, "moov.trak"},
+        {ftyp + movieBox(stco(0), box("trak", soundAt(0))) + mdat, "moov.trak"},
+        {ftyp + movieBox(stco(0)) + mdat + soundAt(UINT32_MAX), "moov.trak"},
         // What it leads to may lie behind the insertion even when the media data does not move.
         {ftyp + mdat + movieBox(stco(0), fullBox("meta", 0, box("iloc"))), "moov.trak"},
         {ftyp + movieBox({}) + mdat, "moov.trak"},
@@ -144,14 +165,29 @@ TEST(Rewrite, RefusesDamagedAnchorsAndOtherOffsets) {
     }
 }
 
+TEST(Rewrite, AllowsWhatNothingPointsInto) {
+    Edited last(source + fullBox("meta", 0, box("iloc"))), spare(ftyp + movieBox({}) + box("free"));
+    EXPECT_TRUE(insertInto(last.movie, *last.movie.first("meta"), false, box("skip")));
+    EXPECT_TRUE(insertInto(spare.movie, *spare.movie.first("moov.trak"), false, box("skip")));
+}
+
 TEST(Rewrite, RefusesABoxThatWouldFallOutOfThoseAroundIt) {
-    Edited edited(source);
+    Edited edited(source), open(ftyp + boxClaiming(0, "mdat"));
     const auto write = [](MP4::BinFile& file) { return file.put(box("skip")); };
     const auto nothing = [](MP4::Container&, MP4::BinFile&) { return true; };
     edited.expectRefused([&](MP4::Container& movie) {
         return movie.insertBox(L"test", *movie.first("moov.udta.free"), false, write, nothing,
                                nothing);
     });
+    open.expectRefused([&](MP4::Container& movie) {
+        return movie.insertBox(L"test", *movie.mdat, false, write, nothing, nothing);
+    });
+    const std::string tail = mdat + movieBox(stco(ftyp.size() + 8));
+    Edited between(ftyp + mdat + tail);
+    const MP4::BOX& anchor = *between.movie.mdat;
+    EXPECT_TRUE(between.movie.insertBox(L"test", anchor, false, write, nothing,
+                                        MP4::Container::shiftBehind(anchor, 8)));
+    EXPECT_EQ(between.after(), ftyp + mdat + box("skip") + tail);
 }
 
 TEST(Rewrite, KeepsThePermissionsAndFollowsLinks) {

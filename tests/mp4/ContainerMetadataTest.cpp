@@ -56,6 +56,9 @@ TEST(ContainerMetadata, LocationsTakeThePlaceOfThoseThatAreThere) {
     EXPECT_EQ(text->textLength, text->text.size());
     EXPECT_EQ(text->language, 0x15C7);
     EXPECT_FALSE(opened.movie.appendLocations(GPSInfo()));
+    GPSInfo high = tokyo();
+    high.altitude.value = 40.5;
+    EXPECT_EQ(MP4::cameraPositionBox(high), box("@xyz", "+35.5000-139.2500+41/"));
 }
 
 TEST(ContainerMetadata, BadLocationInformationGoesAndTheRestStays) {
@@ -66,6 +69,9 @@ TEST(ContainerMetadata, BadLocationInformationGoesAndTheRestStays) {
     EXPECT_TRUE(MP4::isCompleteLoci(whole));
     EXPECT_TRUE(MP4::isCompleteLoci(wide + whole.substr(7)));
     EXPECT_FALSE(MP4::isCompleteLoci(wide));
+    // Two zeros that are no character's.
+    wide = whole.substr(0, 6) + std::string("\xFF\xFE\x61\0\0\1", 6) + std::string(13, 'x');
+    EXPECT_FALSE(MP4::isCompleteLoci(wide + std::string("e\0n", 4)));
 
     OpenedMovie opened(movieFirst(box("loci", "short") + box("loci", whole) + box("loci")));
     ASSERT_TRUE(opened.movie.removeBadLOCI());

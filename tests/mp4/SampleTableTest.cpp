@@ -22,13 +22,14 @@ struct Track {
     std::string stco = fullBox("stco", 0, u32(2) + u32(8) + u32(100));
     std::string elst =
         fullBox("elst", 0, u32(2) + u32(50) + u32(~0U) + u32(0) + u32(1) + u32(30) + u32(0));
+    std::string stss = fullBox("stss", 0, u32(4) + u32(0) + u32(1) + u32(3) + u32(5));
     std::string elsewhere;
 
     std::string movie() const {
         const std::string stbl =
-            box("stbl", fullBox("stsd", 0, u32(0)) + stts + ctts + stsc + stsz + stco);
+            box("stbl", fullBox("stsd", 0, u32(0)) + stts + ctts + stsc + stsz + stco + stss);
         return box("mdat", zeros(200)) +
-               box("moov", mvhd(100, 100) +
+               box("moov", mvhd(50, 100) +
                                box("trak", tkhd(2, 1) + box("edts", elst) +
                                                box("mdia", mdhd + box("minf", stbl))) +
                                elsewhere);
@@ -57,11 +58,16 @@ std::string failureOf(const Track& track) {
 }  // namespace
 
 TEST(SampleTable, TellsWhereAndWhenEachSampleIs) {
-    for (const bool compact : {false, true}) {
+    const std::string compact[] = {"", u32(4) + u32(4) + u8(0x56) + u8(0x78),
+                                   u32(8) + u32(4) + "\5\6\7\10",
+                                   u32(16) + u32(4) + u16(5) + u16(6) + u16(7) + u16(8)};
+    for (const std::string& sizes : compact) {
         Track track;
-        if (compact) {
-            track.stsz = fullBox("stz2", 0, u32(4) + u32(4) + u8(0x56) + u8(0x78));
+        if (!sizes.empty()) {
+            track.stsz = fullBox("stz2", 0, sizes);
             track.stco = fullBox("co64", 0, u32(2) + u64(8) + u64(100));
+            track.elst = fullBox(
+                "elst", 1, u32(2) + u64(50) + u64(UINT64_MAX) + u32(0) + u64(1) + u64(30) + u32(0));
         }
         const SampleTable table = read(track);
         std::string text;
@@ -73,10 +79,29 @@ TEST(SampleTable, TellsWhereAndWhenEachSampleIs) {
         EXPECT_EQ(text, "8+5@0/30 13+6@10/40 19+7@20/20 100+8@30/30 ");
         EXPECT_EQ(table.chunks[1].description, 2U);
         EXPECT_EQ(table.shownFirst(), 30);
-        EXPECT_EQ(table.startsAfter(), 0.5);
+        EXPECT_EQ(table.startsAfter(), 1);
+        EXPECT_EQ(table.syncSamples, (std::vector<std::uint32_t>{0, 2}));
+        EXPECT_FALSE(table.everySampleIsSync);
         EXPECT_EQ(table.decodeTimeOf(4), 50U);
         EXPECT_EQ(MP4::shownOrder(table.samples()), (std::vector<std::uint32_t>{2, 0, 3, 1}));
     }
+}
+
+TEST(SampleTable, ListsNoMoreThanThereIs) {
+    const auto ofOneChunk = [](std::uint32_t count, const std::string& sizes) {
+        Track track;
+        track.stsz = sizes;
+        track.stco = fullBox("stco", 0, u32(1) + u32(8));
+        track.stsc = fullBox("stsc", 0, u32(1) + u32(1) + u32(count) + u32(1));
+        track.stts = fullBox("stts", 0, u32(1) + u32(count) + u32(10));
+        track.ctts = "";
+        track.elsewhere = box("free", zeros(100000));
+        return read(track);
+    };
+    const std::string odd = fullBox("stz2", 0, u32(4) + u32(3) + u16(0x5670));
+    EXPECT_EQ(ofOneChunk(3, odd).sizes, (std::vector<std::uint32_t>{5, 6, 7}));
+    const SampleTable many = ofOneChunk(95000, fullBox("stsz", 0, u32(1) + u32(95000)));
+    EXPECT_THROW((void)many.samples(), WEKU::Failure);
 }
 
 TEST(SampleTable, RefusesTablesThatContradictEachOtherOrTheFile) {

@@ -3,11 +3,13 @@
 #include <cmath>
 #include <thread>
 
+#include "mp4/MetadataBoxes.h"
 #include "sondex/inside/Opening.h"
 #include "sondex/sondex.h"
 #include "tests/kit/BoxBuilder.h"
 #include "tests/kit/BuiltMovie.h"
 #include "tests/kit/Files.h"
+#include "tests/kit/SensorBoxes.h"
 
 using namespace kit;
 using namespace std::string_literals;
@@ -64,6 +66,12 @@ TEST(Door, PutsFactsIntoJson) {
               R"("hasSpatialSound":false, "hasSA3DSound":false, "duration":null, )"
               R"("videoBitRate":0})");
     EXPECT_FALSE(bare->created);
+    BuiltMovie movie;
+    std::string bytes = movie.bytes(), said;
+    bytes[bytes.find(movie.parameterSet)] = 'h';  // of another kind
+    const auto log = [&](std::string_view line) { said += line; };
+    EXPECT_TRUE(sondex::readMovie(write("camera.mp4", bytes), {.log = log, .decode = false}));
+    EXPECT_NE(said.find("avcc.sps_parse() failed: "), std::string::npos) << said;
 }
 
 TEST(Door, ReadsStillsByTheirContents) {
@@ -106,6 +114,57 @@ TEST(Door, ShowsTheBoxes) {
     EXPECT_EQ(std::get<std::int64_t>(header.fields.at(3).value), 640);
 }
 
+TEST(Door, ShowsTheFieldsOfBoxes) {
+    const std::string place = zeros(8) + u32(1 << 16) + u32(2 << 16),
+                      avcC = box("avcC", "\1B\300\36");
+    const std::string mdhd = u32(0x01000203) + u64(1) + u64(2) + u32(3) + u64(4);
+    // clang-format off
+    const std::pair<std::string, std::string> rows[] = {
+        {box("moov", box("udta", box("loci", place))), "first=1 second=2 "},
+        {box("moov", box("udta", box("loci", place + u32(3 << 16)))), "first=1 second=2 third=3 "},
+        {box("moov", box("trak", box("mdia", box("mdhd", mdhd)))), "version=1 flags=515 modificationTime=2 timeScale=3 duration=4 "},
+        {fullBox("meta", 0, box("hdlr", zeros(8) + "soun" + zeros(12) + "n")), "handlerType=soun name=n "},
+        {uuidBox(MP4::xmpType, "x"), "uuid=be7acfcb-97a9-42e8-9c71-999491e3afac text=x "},
+        {box("moov", trackOf(tkhd(2, 1), visualEntry("avc1", 2, 1, avcC))), "profile=66 compatibility=192 level=30 "},
+        {boxClaiming(0, "free"), "open "},
+    };
+    // clang-format on
+    for (const auto& [movie, line] : rows) {
+        const auto root = sondex::readBoxes(write("fields.mp4", movie));
+        const sondex::Box* box = &root.value();
+        while (!box->children.empty())
+            box = &box->children.back();
+        std::string text = box->openEnded ? "open " : "";
+        const auto textOf = [](const auto& value) -> std::string {
+            if constexpr (requires { value.size(); })
+                return value;
+            else
+                return WEKU::formatText("%g", static_cast<double>(value));
+        };
+        for (const sondex::Field& field : box->fields)
+            text += field.name + "=" + std::visit(textOf, field.value) + " ";
+        EXPECT_EQ(text, line);
+    }
+}
+
+TEST(Door, SaysWhatAPictureShows) {
+    BuiltMovie movie;
+    movie.note.camera[0x0001].value = 1 << 16;  // equirectangular
+    movie.xml.replace(movie.xml.find(">90<"), 4, ">-90<");
+    const std::string plumb = write("plumb.mp4", movie.bytes());
+    const auto frame = sondex::readFrame(plumb);
+    if (!frame && frame.error().code == ErrorCode::decoderMissing) GTEST_SKIP();
+    EXPECT_NE(frame->bytes.find("PoseHeadingDegrees>270"), std::string::npos);
+    EXPECT_NE(frame->bytes.find("PosePitchDegrees"), std::string::npos);
+    // A sensor that feels nothing tells no tilt.
+    movie.accel = streamBox("KDTD", std::vector<SensorRecords::TopBottomCorrection>(20));
+    const auto weightless = sondex::readFrame(write("weightless.mp4", movie.bytes()));
+    EXPECT_EQ(weightless->bytes.find("PosePitchDegrees"), std::string::npos);
+    EXPECT_EQ(sondex::readFrame(plumb, {.at = -1}).error().message, "times count from 0");
+    const auto thrower = [](sondex::Frame&&) -> bool { throw 1; };
+    EXPECT_THROW((void)sondex::readFrames(plumb, {}, {}, thrower), int);
+}
+
 TEST(Door, SaysWhyThereAreNoFacts) {
     const std::string folderPath = folder().path();
     const std::string locked = write("locked", "x");
@@ -124,12 +183,11 @@ TEST(Door, SaysWhyThereAreNoFacts) {
         {folderPath, ErrorCode::notRegularFile, "is a directory"},
         {"/dev/null", ErrorCode::notRegularFile, "no regular file but a device or the like"},
         {write("empty", ""), ErrorCode::notAMovie, "no MP4 or MOV movie; it is empty"},
-        {write("photo.mp4", "\xFF\xD8\xFF\xE0"), ErrorCode::notAMovie,
-         "no MP4 or MOV movie; it looks like a JPEG"},
-        {write("text.mp4", "hello, world\n"), ErrorCode::notAMovie,
-         "no MP4 or MOV movie; it looks like a text"},
-        {write("cut.mp4", box("ftyp", "isom") + box("mdat", "x")), ErrorCode::damaged,
-         "the movie box is missing: an MP4 or MOV file that was never finished, or cut"},
+        // clang-format off
+        {write("photo.mp4", "\xFF\xD8\xFF\xE0"), ErrorCode::notAMovie, "no MP4 or MOV movie; it looks like a JPEG"},
+        {write("text.mp4", "hello, world\n"), ErrorCode::notAMovie, "no MP4 or MOV movie; it looks like a text"},
+        {write("cut.mp4", box("ftyp", "isom") + box("mdat", "x")), ErrorCode::damaged, "the movie box is missing: an MP4 or MOV file that was never finished, or cut"},
+        // clang-format on
     };
     for (const auto& [path, code, message] : cases) {
         for (const bool decode : {true, false}) {
