@@ -3,6 +3,7 @@
 what they were, metadata follows them, refusals leave the file alone.
 usage: carryTest.py KIT PROGRAM SAMPLE-MAKER"""
 
+import fcntl
 import hashlib
 import json
 import os
@@ -195,6 +196,8 @@ for words in ("gps", "serial", "motion", "gps,serial,motion"):
     assert {item["fate"] for item in told["items"]} == {"carried"}, told
     assert result(words)["model"] == sourceResult["model"]
 assert digest("drop.mp4") == before
+run("carry", "--output", "same.mp4", "camera.mp4", "key.mp4")
+assert digest("same.mp4") == digest("key.mp4")
 
 # What ffmpeg writes of the metadata gives way, and where it fails nothing is left.
 told = json.loads(run("cut", "--json", "--from", "2", "--to", "3", "camera.mp4", "cut.mp4"))
@@ -209,18 +212,23 @@ ffmpeg("-f", "lavfi", "-i", "color=size=320x160:rate=30:duration=4", "-c:v", "li
 ffmpeg("-f", "lavfi", "-i", "testsrc2=size=64x32", "-frames:v", "1", "still.jpg")
 pathlib.Path("damaged.mp4").write_bytes(pathlib.Path("camera.mp4").read_bytes()[:90000])
 ffmpeg("-i", "camera.mp4", "-c", "copy", "-bsf:v", "setts=pts=DTS", "shuffled.mp4")
+endless = bytearray(pathlib.Path("drop.mp4").read_bytes())
+struct.pack_into(">I", endless, endless.rindex(b"moov") - 4, 0)
+pathlib.Path("endless.mp4").write_bytes(endless)
 for pair, words in {
+    ("camera.mp4", "endless.mp4"): "its last box has no end",
     ("other.mp4", "drop.mp4"): "say from which second",
     ("camera.mp4", "rate.mp4"): "frames a second",
     ("camera.mp4", "camera.mp4"): "the target itself",
+    ("--output", "camera.mp4", "camera.mp4", "drop.mp4"): "the output is the source",
     ("still.jpg", "drop.mp4"): "JPEG",
     ("damaged.mp4", "drop.mp4"): "damaged.mp4",
     ("camera.mp4", "shuffled.mp4"): "another order",
     ("clip.mp4", "other.mp4"): "no metadata of the camera",
 }.items():
-    before = [digest(name) for name in pair]
+    before = [digest(name) for name in pair[-2:]]
     assert words in run("carry", *pair, status=3), pair
-    assert [digest(name) for name in pair] == before, pair
+    assert [digest(name) for name in pair[-2:]] == before, pair
 
 # A re-encoded part goes by the second that is given.
 ffmpeg("-ss", "2.002", "-i", "camera.mp4", "-t", "1", "-vf", "scale=160:80", "part.mp4")
@@ -284,6 +292,9 @@ for words in (["set", "--position", "nowhere"], ["set", "--position", "91,0"], [
 # A still is patched where it stands when a sector holds the change, else replaced by a new file.
 subprocess.run([sampleMaker, "jpeg", "still.jpg", "set.jpg"], check=True)
 sample = pathlib.Path("set.jpg").read_bytes()
+os.chmod("set.jpg", 0o640)
+os.rename("set.jpg", "real.jpg")
+os.symlink("real.jpg", "set.jpg")
 ways = set()
 for pad in range(4, 512, 60):
     before = sample[:2] + struct.pack(">HH", 0xFFFE, pad) + bytes(pad - 2) + sample[2:]
@@ -299,4 +310,8 @@ assert ways == {1, 2}, ways
 run("set", "--stabilization", "9", "set.jpg")
 note = subprocess.run([program, "-dump", "set.jpg"], capture_output=True, text=True).stdout
 assert all(line in note for line in ("type: 2\n", "adjZenith: 3\n", "stabilize: 9\n")), note
+assert os.path.islink("set.jpg") and os.stat("set.jpg").st_mode & 0o777 == 0o640
+with open("set.jpg") as held:
+    fcntl.flock(held, fcntl.LOCK_EX)
+    assert "another program" in run("set", "--zenith", "2", "set.jpg", status=3)
 run("set", "--position", "1,2", "set.jpg", status=3)

@@ -6,12 +6,15 @@
 
 #include <array>
 #include <barrier>
+#include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <thread>
 #include <vector>
 
 #include "app/MetaReader.h"
+#include "support/EndingSignals.h"
+#include "support/HeldLines.h"
 #include "tests/kit/Files.h"
 #include "tests/kit/Program.h"
 #include "tests/kit/TiffBuilder.h"
@@ -111,6 +114,10 @@ TEST(Console, RedirectsNestAndEndWithTheirScope) {
     EXPECT_EQ(outer.out, "1");
     EXPECT_EQ(outer.lines, "3|");
     EXPECT_EQ(kit::captureOutput([] { Console::out(L"%ls", L"free"); }), "free");
+    // What has left is not said again.
+    int tries = 0;
+    const auto read = [&] { return Console::out(L"long"), ++tries == 2; };
+    EXPECT_EQ(kept([&] { EXPECT_FALSE(WEKU::repeatUntilItStands(3, read)); }).out, "long");
 }
 
 TEST(Console, NothingFollowsWhatWasLost) {
@@ -122,4 +129,8 @@ TEST(Console, NothingFollowsWhatWasLost) {
         std::_Exit(Console::isAbandoned() && ::lseek(STDOUT_FILENO, 0, SEEK_END) == 0 ? 0 : 1);
     };
     EXPECT_EXIT(lose(), testing::ExitedWithCode(0), "^Sondex: standard output: No space .*lost\n$");
+    // A signal that the caller has ignored, as nohup does, stays so.
+    EXPECT_EXIT((std::signal(SIGHUP, SIG_IGN), WEKU::handleEndingSignals(), std::raise(SIGHUP),
+                 std::_Exit(7)),
+                testing::ExitedWithCode(7), "");
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "support/WideText.h"
 #include "tests/kit/Files.h"
 
 using WEKU::FileIO;
@@ -34,4 +35,7 @@ TEST(FileIO, FailuresPrintTheirLinesAndReturnFailureValues) {
     // Neither truncates nor appends.
     EXPECT_TRUE(FileIO::open_a(path, [&](FileIO& file) { (void)file.write(&byte, 1); }));
     EXPECT_EQ(kit::readFile(path), "Xbcdef");
+    // Names are cut between characters.
+    EXPECT_EQ(WEKU::wchar::wcs2mbs(std::wstring(2047, L'a') + L"\u00E9"),
+              std::string(2047, 'a') + '\0');
 }

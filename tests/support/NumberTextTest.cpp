@@ -82,23 +82,12 @@ TEST(NumberText, WritesAsPrintf) {
 }
 
 TEST(NumberText, ReadsAsStrtodAndItsKin) {
-    std::vector<std::string> texts = {"1e400",
-                                      "-1e400",
-                                      "1e-400",
-                                      "0x1.8p1",
-                                      "0x",
-                                      "nan",
-                                      " \n-inf,",
-                                      "--1",
-                                      "+-1",
-                                      ".",
-                                      "1e",
-                                      "0x1p-9999",
-                                      "18446744073709551616",
-                                      "-9223372036854775809",
-                                      "0.0001e309",
-                                      std::string(600, '0') + "7.5",
-                                      "0." + std::string(600, '0') + "5e601"};
+    // clang-format off
+    std::vector<std::string> texts = {
+        "1e400", "-1e400", "1e-400", "0x1.8p1", "0x", "nan", " \n-inf,", "--1", "+-1", ".", "1e", "0x1p-9999",
+        "18446744073709551616", "-9223372036854775809", "0.0001e309", std::string(600, '0') + "7.5",
+        "0." + std::string(600, '0') + "5e601"};
+    // clang-format on
     std::mt19937 random(4);
     for (int i = 0; i < 20000; ++i) {
         std::string& text = texts.emplace_back(random() % 12, ' ');
