@@ -200,7 +200,9 @@ run("carry", "--output", "same.mp4", "camera.mp4", "key.mp4")
 assert digest("same.mp4") == digest("key.mp4")
 
 # What ffmpeg writes of the metadata gives way, and where it fails nothing is left.
-told = json.loads(run("cut", "--json", "--from", "2", "--to", "3", "camera.mp4", "cut.mp4"))
+pathlib.Path("placed.mp4").write_bytes(pathlib.Path("camera.mp4").read_bytes())
+run("set", "--position", "35.5,139.25,40", "placed.mp4")
+told = json.loads(run("cut", "--json", "--from", "2", "--to", "3", "placed.mp4", "cut.mp4"))
 assert {item["fate"] for item in told["items"]} == {"carried"}, told
 ffmpeg("-f", "lavfi", "-i", "testsrc2=size=64x32", "-frames:v", "1", "-c:v", "prores_ks", "prores.mov")
 assert "ffmpeg could not cut" in run("cut", "prores.mov", "none.mp4", status=3) and not os.path.exists("none.mp4")

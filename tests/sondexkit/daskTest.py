@@ -53,4 +53,9 @@ if __name__ == "__main__":
             failed = sondex.dask.scan(bag, **options).filter(lambda record: record.error).compute()
             assert {r.path for r in failed} == {n for n in names[:100] if "error" in alone[n]}
             assert all(isinstance(r.error, sondex.Error) and r.error.code for r in failed)
+    try:
+        sondex.dask.partition([], program="echo")
+        assert False
+    except ValueError as failure:  # of a record that is only the program's words
+        assert failure.doc.endswith("--jobs 1\n"), failure.doc
     print("2000 names, a worker killed: every name once")
