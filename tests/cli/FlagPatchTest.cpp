@@ -64,9 +64,11 @@ TEST(FlagPatch, TakesAWholeSpareBoxAndLeavesOtherProfiles) {
     movie.tracks.resize(4);
     movie.moreUserData = box("free");
     H264::SequenceParameterSet set = movie.set();
-    set.constraint_set1_flag = set.vui_parameters_present_flag = false;
-    for (const std::uint8_t profile : {std::uint8_t{66}, std::uint8_t{77}}) {
+    set.vui_parameters_present_flag = false;
+    using Case = std::pair<std::uint8_t, bool>;
+    for (const auto& [profile, flag] : {Case{66, false}, {77, true}, {77, false}}) {
         set.profile_idc = profile;
+        set.constraint_set1_flag = flag;
         movie.put(set);
         const std::string before = movie.bytes();
         const std::string path = WEKU::wchar::narrow(folder.write("m.mp4", before));
@@ -77,6 +79,7 @@ TEST(FlagPatch, TakesAWholeSpareBoxAndLeavesOtherProfiles) {
         EXPECT_EQ(after == before, profile == 77);
         EXPECT_EQ(after.find("free") == after.npos, profile == 66);
         EXPECT_EQ(out.find("\nprofile_idc = 77, not 66.\nresult: ") != out.npos, profile == 77);
+        EXPECT_EQ(out.find("\nconstrained_set1_flag = 1, not 0.\nprofile") != out.npos, flag);
     }
     const auto refused =
         sondex::change(WEKU::wchar::narrow(folder.wide("m.mp4")), {.baselineFlag = true});

@@ -58,6 +58,8 @@ const std::tuple<Form, void (*)(T&), const char*> rows[] = {
     {note, [](T& t) { t.camera[0x0206].type = 10; },
      "Invalid entry for StitchingSamplingRate(0x0206): RATIONAL[1] required."},
     {dng, [](T& t) { t.ifd0.drop({0x014A}); }, "SubIFDs(0x014A) not found."},
+    // Another maker's sub-IFDs need not be two.
+    {dng, [](T& t) { t.signature[5] = 1, t.ifd0.drop({0x014A}); }, "Not a KESTO image."},
     {dng, [](T& t) { t.ifd0[0x014A].count = 3; }, "Invalid 0th SubIFDs. require length = 2"},
     {dng,
      [](T& t) {
@@ -87,5 +89,6 @@ TEST(ExifDamage, EveryDamagedFieldEndsInItsMessage) {
             damage(image);
             EXPECT_EQ(outcome((image.*form)(), form), message);
         }
+        EXPECT_EQ(outcome(T().signature, note), "Invalid position");
     });
 }

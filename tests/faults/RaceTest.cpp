@@ -2,9 +2,11 @@
 
 #include <filesystem>
 
+#include "app/MetaReader.h"
 #include "mp4/Container.h"
 #include "tests/faults/Faults.h"
 #include "tests/kit/BoxBuilder.h"
+#include "tests/kit/BuiltMovie.h"
 #include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
 
@@ -100,4 +102,27 @@ TEST(EditRace, TheNewMovieBoxIsFlushedAheadOfTheNextStep) {
     // The last is the edit's own, when all is done.
     EXPECT_EQ(atFlush, (std::vector<std::string>{"ftyp mdat moov moov ", "ftyp mdat free moov ",
                                                  "ftyp mdat free moov "}));
+}
+
+/// An edit in place under the program's reading: no line may be half of the old movie.
+TEST(ReadRace, TheAnswerIsOneMovies) {
+    const TempFolder folder;
+    BuiltMovie movie;
+    const std::wstring path = folder.write("m.mp4", movie.bytes());
+    const auto answer = [&] {
+        return captureOutput([&] {
+            const wchar_t* words[] = {L"Sondex", path.c_str()};
+            EXPECT_EQ(MetaReader::process(2, words), 0);
+        });
+    };
+    // The first is that of the opening.
+    faults::before("fstat", [&] {
+        faults::before("fstat", [&] {
+            movie.tracks[0].width *= 2;
+            folder.write("m.mp4", movie.bytes());
+        });
+    });
+    const std::string told = answer();
+    EXPECT_NE(told.find("\"frameWidth\":1280"), std::string::npos) << told;
+    EXPECT_EQ(told, answer());
 }

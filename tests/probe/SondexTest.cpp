@@ -61,6 +61,11 @@ TEST(Sondex, ReadsModelMakerNoteAndGyro) {
     const Probed three(movieOf(box("KMKN"), video("hvc1") + video("avc1") + video("hev1")));
     EXPECT_EQ(three.lines, "H.264 detected.\nH.265/HEVC detected(hvc1).\n");
     EXPECT_EQ(three.codec, Sondex::CODEC_H265);
+    const Probed other(movieOf(box("KMKN"), video("hev1")));
+    EXPECT_EQ(other.lines, "H.265/HEVC detected(hev1).\n");
+    Sondex odd;
+    odd.record.type = 0, odd.width = 65, odd.height = 32;
+    EXPECT_EQ(odd.projection(), Sondex::PROJECTION_EQUI);
 }
 
 TEST(Sondex, TakesTheFirstTextOfEachKind) {

@@ -63,14 +63,14 @@ TEST(Console, EveryThreadPrintsIntoItsOwnSink) {
         folder.write("b.dng", kit::CameraTiff().dng()),
         folder.write("cut.dng", kit::CameraTiff().dng().substr(0, 300)),
         folder.write("c.mp4", "no movie"),
-        folder.wide("missing.mp4"),
+        folder.wide("missing\n\x1B.mp4"),
     };
     if (kit::haveFfmpeg()) paths.push_back(folder.write("d.mp4", kit::cameraMovie()));
     std::vector<Kept> expected;
     for (const std::wstring& path : paths)
         expected.push_back(kept([&] { report(path); }));
     EXPECT_NE(expected[0].out.find("result: {"), std::string::npos);
-    EXPECT_EQ(expected[4].lines, (folder.path() / "missing.mp4|").string());
+    EXPECT_EQ(expected[4].lines, (folder.path() / "missing  .mp4|").string());
 
     constexpr std::size_t most = 8;
     std::array<Kept, most> printed;
