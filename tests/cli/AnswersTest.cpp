@@ -148,6 +148,7 @@ const std::vector<Row<M, F>> movieRows = {
     // Positions: one byte is no text, and the box's words read as one that is empty.
     {[](M& m) { m.position = "+"; }, {gps, ""}, [](F& f) { f.gps = {}, f.position = {}; }},
     {[](M& m) { m.position = "+3"; }, {"+35+139/", "+3"}, [](F& f) { f.gps = "+3", f.position = {}; }},
+    {[](M& m) { m.position.assign(3000, '+'); }, {"+35+139/", std::string(2048, '+')}, [](F& f) { f.gps = std::string(3000, '+'), f.position = {}; }},
     {[](M& m) { m.position = u16(8) + u16(0x15C7) + m.position; }, {"+35+139/", ""}, [](F&) {}},
     {[](M& m) { m.position.clear(), m.moreUserData = box("\xA9xyz", u16(7) + u16(0) + "-12+009"); }, {gps, ""},
      [](F& f) { f.gps = {}, f.position = sondex::Position{-12, 9, {}}; }},
