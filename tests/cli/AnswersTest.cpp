@@ -83,7 +83,7 @@ using F = MovieFacts;
 const std::string camera = R"("model":"Model A", "software":"1.20", "cpuVersion":"2.10b", "cameraSerial":"00012345", )",
     gps = R"("gps":"+35+139/", )", frame = R"("frameWidth":640, "frameHeight":320, )",
     heading = R"("GSpherical:InitialViewHeadingDegrees":90, )", pitch = R"("GSpherical:InitialViewPitchDegrees":-10, )",
-    zoom = R"("GSpherical:InitialHorizontalFOVDegrees":75, "GSpherical:InitialCameraDolly":0.75, )",
+    dolly = R"("GSpherical:InitialCameraDolly":0.75, )", zoom = R"("GSpherical:InitialHorizontalFOVDegrees":75, )" + dolly,
     software = R"("GSpherical:StitchingSoftware":"S   \1", )", creator = R"("creatorTool":"T", )",
     correction = R"("topBottomCorrection":false, )", dxva = R"("dxvaDecodable":true, )", noDxva = R"("dxvaDecodable":false, )",
     lock = R"("directionLocked":true, "videoStabilization":5, )", quality = R"(, "videoQuality":"fine")",
@@ -156,8 +156,8 @@ const std::vector<Row<M, F>> movieRows = {
     {[](M& m) { m.xml.replace(m.xml.find("  <GSpherical:InitialViewH"), 2, "\t"); }, {heading, ""}, [](F& f) { f.view.heading = {}; }},
     {[](M& m) { m.xml.replace(m.xml.find("-10"), 3, "xxx"); }, {pitch, ""}, [](F& f) { f.view.pitch = {}; }},
     {[](M& m) { m.tracks[0].behind = uuidBox(MP4::xmpType, m.xml); }, {heading + pitch + zoom, ""}, [](F& f) { f.view = {}; }},
-    {[](M& m) { m.xml = "  <GSpherical:InitialViewPitchDegrees>0.9"; }, {heading, "", ":-10", ":0", zoom + software, ""},
-     [](F& f) { f.view = {{}, 0.0F, {}, {}}, f.stitchingSoftware = {}; }},
+    {[](M& m) { m.xml = "  <GSpherical:InitialViewPitchDegrees>0.9  <GSpherical:InitialHorizontalFOVDegrees>75.9"; },
+     {heading, "", ":-10", ":0", dolly + software, ""}, [](F& f) { f.view = {{}, 0.0F, 75.0F, {}}, f.stitchingSoftware = {}; }},
     // The parameter set decides, by profile and flag; one that only a decoder reads past counts.
     {[](M& m) { profile(m, 66, false); }, {dxva, noDxva}, [](F& f) { f.dxvaDecodable = false; }},
     {[](M& m) { profile(m, 77, true); }, {dxva, noDxva}, [](F& f) { f.dxvaDecodable = false; }},
@@ -173,7 +173,7 @@ const std::vector<Row<M, F>> movieRows = {
     {[](M& m) { m.note.maker[0x0005].text[0] = '\0'; }, {"00012345", ""}, [](F& f) { f.camera.serial = {}; }},
     // Rates stand with samples of the accelerometer, whatever else there is.
     {[](M& m) { m.gyro.clear(), m.compass.clear(); }, {"200", "0", "100", "0"}, [](F& f) { f.motion = {30, 0, 0}; }},
-    {[](M& m) { m.accel.clear(); }, {R"("hasKDTD":true)", R"("hasKDTD":false)", rates, ""}, [](F& f) { f.motion = {}; }},
+    {[](M& m) { m.accel = box("KDTD", "\0\0\0\0\x1E\0\x10\0\x23\1"s + zeros(6)); }, {R"("hasKDTD":true)", R"("hasKDTD":false)", rates, ""}, [](F& f) { f.motion = {}; }},
 };
 /// Every stabilisation setting, of which the low three bits count.
 std::vector<Row<M, F>> settings() {

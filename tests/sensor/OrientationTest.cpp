@@ -42,8 +42,10 @@ TEST(Orientation, BringsSamplesIntoTheCameraFrame) {
 
 TEST(Orientation, DetectsAReversedMounting) {
     const Info up{0, 1000, 0, 0, 0, 0}, down{0, -1000, 0, 0, 0, 0}, tilted{0, 1000, 1000, 0, 0, 0};
+    const Info leaning{0, 1000, 300, 0, 0, 0};
     const std::pair<std::vector<Info>, std::string> cases[] = {
         {{up, up}, "[P]200000.000000, [N]:0.000000 -> Y\nrev-front:   [F]2.000000 -> Y\n"},
+        {{up, leaning}, "[P]100003.476562, [N]:0.000000 -> Y\nrev-front:   [F]1.957826 -> Y\n"},
         {{up, down, down},
          "[P]100000.000000, [N]:200000.000000 -> N\nrev-front:   [F]3.000000 -> N\n"},
         // 45 degrees count for neither side; the zero vector for 1 in the front score alone.

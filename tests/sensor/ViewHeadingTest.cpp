@@ -6,8 +6,9 @@
 
 TEST(ViewHeading, ScansTheValueBehindTheKey) {
     const std::pair<const char*, float> cases[] = {
-        {"x  <H>90.9", 90}, {"  <H> \n -7", -7},   {"  <H>+12abc", 12}, {"  <H>abc", NAN},
-        {"\t<H>90", NAN},   {"  <H>x  <H>5", NAN}, {"  <H>", NAN},      {" <H>1</H>  <H>2</H>", 2},
+        {"x  <H>90.9", 90}, {"  <H> \n -7", -7},        {"  <H>+12abc", 12},
+        {"  <H>abc", NAN},  {"\t<H>90", NAN},           {"  <H>x  <H>5", NAN},
+        {"  <H>", NAN},     {" <H>1</H>  <H>2</H>", 2}, {"  <H>4294967297", 1},
     };
     for (const auto& [text, expected] : cases) {
         const float value = readValue<int>(text, "  <H>%d</H>\n");
@@ -37,6 +38,12 @@ TEST(ViewHeading, WritesWhatItReads) {
     ViewHeading back;
     back.fov = 5;
     back.attach(std::string_view(xml));
+    EXPECT_EQ(back.toString(), xml);
+    ViewHeading other;
+    other.fov = 5;
+    back.attach(other);
+    EXPECT_EQ(back.fov, 5);
+    back.fov = NAN;
     EXPECT_EQ(back.toString(), xml);
     back.attach("GSpherical:StitchingSoftware>GSpherical:StitchingSoftware</x>");
     EXPECT_EQ(back.software, "");

@@ -61,8 +61,11 @@ TEST(YawStabilizer, ATurnGrowsWhenLockedAndSettlesOtherwise) {
     EXPECT_NEAR(onItsSide[100], 0.0033 * 100, 1e-3);
     // The lag of a first-order high-pass: rate times time constant. Past half a turn, unwrapped.
     EXPECT_NEAR(normal[2000], -0.0033 * 30 / (2 * M_PI * 0.1), 2e-3);
-    for (std::size_t k = 1; k < normal.size(); ++k)
+    const auto back = yawsOf(gyroOf(30000, 0, 0, -0.1F), frames);
+    for (std::size_t k = 1; k < normal.size(); ++k) {
         ASSERT_LT(std::abs(normal[k] - normal[k - 1]), 0.01) << k;
+        ASSERT_NEAR(back[k], -normal[k], 1e-3) << k;
+    }
 }
 
 TEST(YawStabilizer, GyroLagsTheFrame) {
