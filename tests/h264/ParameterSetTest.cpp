@@ -84,8 +84,16 @@ TEST(AvcRecord, RoundTripsAndSaysWhatIsMissing) {
         EXPECT_EQ(record.extension.has_value(), extended[i]) << hex;
         EXPECT_EQ(record.surplus.length(), i == 0 ? 0U : i == 1 ? 4U : 1U);
     }
-    EXPECT_EQ(failureOf([] { parsed<AvcRecord>(fromHex("0142000dffe000")); }),
-              "the record holds no sequence parameter set");
+    const std::pair<const char*, const char*> cut[] = {
+        {"0142000dff", "the record is too short"},
+        {"0242000dffe1", "the record is of an unknown version"},
+        {"0142000dffe0", "the record holds no sequence parameter set"},
+        {"0142000dffe1", "the record ends inside its parameter sets"}};
+    for (const auto& [hex, text] : cut)
+        EXPECT_EQ(failureOf([h = hex] { parsed<AvcRecord>(fromHex(h)); }), text) << hex;
+    AvcRecord many;
+    many.sequenceParameterSets.resize(32);
+    EXPECT_EQ(failureOf([&] { many.write(); }), "too many parameter sets for one record");
 }
 
 TEST(AvcFlagPatch, AddsTheStandardsBitsAndLeavesOtherProfilesAlone) {
