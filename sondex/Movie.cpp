@@ -320,7 +320,6 @@ Status Movie::setMakerNote(const MakerNoteSettings& settings) {
     const MP4::BOX* note = inside->movie.first(MP4::path::makerNote);
     if (note == nullptr) return refused("the movie has no maker note");
     const std::string now = inside->movie.payload(*note);
-    if (now.size() + 8 != note->size()) return refused("the maker note is cut off");
     std::string wanted = inside->makerNote.value_or(now);
     try {
         inside::setMakerNote(wanted, 0, settings);
