@@ -11,7 +11,6 @@
 #include "builder/Refusal.h"
 #include "builder/Strip.h"
 #include "mp4/SampleTableBoxes.h"
-#include "sondex/sondex.h"
 #include "support/Endian.h"
 #include "support/EndingSignals.h"
 #include "tests/faults/Faults.h"
@@ -377,23 +376,6 @@ TEST(EditFault, AReadThatFailsHidesNoOffsets) {
         EXPECT_TRUE((seen & 1) == 0 && readFile(path) == movie);
         return (seen & faults::reached) != 0;
     });
-}
-
-TEST(EditFault, WhatIsDoneIsOnTheDisk) {
-    const TempFolder folder;
-    const std::string path = (folder.path() / "f").string();
-    for (const bool isNew : {true, false}) {
-        everyFault(How::shortForEver, [&](How how, long at) {
-            folder.write("f", CameraTiff().jpeg());
-            const int seen = seenUnder(how, at, [&] {
-                if (!isNew) return bool(sondex::change(path, {.makerNote = {.zenith = 2}}));
-                auto made = sondex::NewFile::make(path, true);
-                return made && made->append("new") && made->finish();
-            });
-            EXPECT_TRUE((seen & 1) == 0 || (seen & faults::flushFailed) == 0);
-            return (seen & faults::reached) != 0;
-        });
-    }
 }
 
 /// Whatever read fails, a file ends with its one result line, or with the banner when it cannot be

@@ -4,11 +4,13 @@
 
 #include "app/MetaReader.h"
 #include "mp4/Container.h"
+#include "sondex/sondex.h"
 #include "tests/faults/Faults.h"
 #include "tests/kit/BoxBuilder.h"
 #include "tests/kit/BuiltMovie.h"
 #include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
+#include "tests/kit/TiffBuilder.h"
 
 using namespace kit;
 
@@ -125,4 +127,21 @@ TEST(ReadRace, TheAnswerIsOneMovies) {
     const std::string told = answer();
     EXPECT_NE(told.find("\"frameWidth\":1280"), std::string::npos) << told;
     EXPECT_EQ(told, answer());
+}
+
+TEST(EditRace, FilesAreFlushedAheadOfTheirNames) {
+    const Scene scene;
+    const std::string path = scene.at("f").string();
+    std::string atFlush;
+    const auto look = [&] { atFlush = readFile(scene.at("f")); };
+    scene.folder.write("f", "old");
+    faults::before("fsync", look);
+    auto made = sondex::NewFile::make(path, true);
+    EXPECT_TRUE(made && made->append("new") && made->finish());
+    EXPECT_EQ(atFlush, "old");
+    scene.folder.write("f", CameraTiff().jpeg());
+    faults::before("fsync", look);
+    EXPECT_TRUE(sondex::change(path, {.makerNote = {.zenith = 3}}));
+    EXPECT_EQ(atFlush, readFile(scene.at("f")));
+    faults::before("", {});
 }
