@@ -114,36 +114,26 @@ TEST(LeafBox, PrintsItsFields) {
     const struct {
         std::string parents, bytes, line;
     } rows[] = {
+        // clang-format off
         {"moov", mvhd(600, 900, 77), "bytes=108 timeStamp=77 >"},
         // Signed 16.16, truncated toward zero; the long form's fields lie 12 bytes further on.
-        {"moovtrak",
-         fullBox("tkhd", 1, u64(9) + zeros(24 + 52) + u32(0xFFFE8000) + u32(0x00018000)),
-         "bytes=104 timeStamp=9 width=4294967295 height=1 >"},
-        {"moovtrakmdia", fullBox("mdhd", 0, u32(1) + u32(2) + u32(3) + u32(4)),
-         "bytes=28 timeStamp=1 duration=4.000000 time_scale=3.000000 >"},
+        {"moovtrak", fullBox("tkhd", 1, u64(9) + zeros(24 + 52) + u32(0xFFFE8000) + u32(0x00018000)), "bytes=104 timeStamp=9 width=4294967295 height=1 >"},
+        {"moovtrakmdia", fullBox("mdhd", 0, u32(1) + u32(2) + u32(3) + u32(4)), "bytes=28 timeStamp=1 duration=4.000000 time_scale=3.000000 >"},
         // Version 1 keeps the modification time.
-        {"moovtrakmdia", fullBox("mdhd", 1, u64(1) + u64(2) + u32(3) + u64(4)),
-         "bytes=40 timeStamp=2 duration=4.000000 time_scale=3.000000 >"},
+        {"moovtrakmdia", fullBox("mdhd", 1, u64(1) + u64(2) + u32(3) + u64(4)), "bytes=40 timeStamp=2 duration=4.000000 time_scale=3.000000 >"},
         // A name that does not fit is not read; its announced length stays.
         {"meta", boxClaiming(132, "hdlr", zeros(8) + "soun"), "bytes=132 handler= name=(100) >"},
-        {"meta", boxClaiming(132, "hdlr", zeros(8) + "soun" + zeros(12) + "abc"),
-         "bytes=132 handler=soun name=(100) >"},
+        {"meta", boxClaiming(132, "hdlr", zeros(8) + "soun" + zeros(12) + "abc"), "bytes=132 handler=soun name=(100) >"},
         // What would end the line is blank.
-        {"meta", box("hdlr", zeros(8) + "s\nun" + zeros(12) + "a\rb"),
-         "bytes=35 handler=s un name=a b(3) >"},
+        {"meta", box("hdlr", zeros(8) + "s\nun" + zeros(12) + "a\rb"), "bytes=35 handler=s un name=a b(3) >"},
         {"moovudta", locations(3, "+\n1"), "bytes=15 xyz=+ 1 15c7 >"},
-        {tables, fullBox("stsz", 0, u32(0) + u32(2) + u32(0xFFFFFFFF) + u32(2)),
-         "bytes=28 sampleSize=0 sample_count=2 sample_total=4294967297 >"},
-        {tables, fullBox("stsz", 0, u32(1) + u32(7)),
-         "bytes=20 sampleSize=1 sample_count=7 sample_total=7 >"},
+        {tables, fullBox("stsz", 0, u32(0) + u32(2) + u32(0xFFFFFFFF) + u32(2)), "bytes=28 sampleSize=0 sample_count=2 sample_total=4294967297 >"},
+        {tables, fullBox("stsz", 0, u32(1) + u32(7)), "bytes=20 sampleSize=1 sample_count=7 sample_total=7 >"},
         // One size for all: the product wraps at 32 bits.
-        {tables, fullBox("stsz", 0, u32(100000) + u32(50000)),
-         "bytes=20 sampleSize=100000 sample_count=50000 sample_total=705032704 >"},
+        {tables, fullBox("stsz", 0, u32(100000) + u32(50000)), "bytes=20 sampleSize=100000 sample_count=50000 sample_total=705032704 >"},
         {"moovudta", locations(2, "+1"), "bytes=14 xyz=+1 15c7 >"},
-        {"moovudta", box("loci", zeros(8) + u32(0xFFFF8000) + u32(0x00018000)),
-         "bytes=24 loci=-0.500000 1.500000 0.000000 >"},
-        {"moovtrak", uuidBox(MP4::sphericalVideoType, "text"),
-         "bytes=28 uuid=FFCC8263-F855-4A93-8814-587A02521FDD >"},
+        {"moovudta", box("loci", zeros(8) + u32(0xFFFF8000) + u32(0x00018000)), "bytes=24 loci=-0.500000 1.500000 0.000000 >"},
+        {"moovtrak", uuidBox(MP4::sphericalVideoType, "text"), "bytes=28 uuid=FFCC8263-F855-4A93-8814-587A02521FDD >"},
         // What a box holds depends on where it stands, and whether the result needs it.
         {"", fullBox("meta", 0, box("leaf")), "bytes=8 >"},
         {"moovudta", fullBox("meta", 0, box("leaf")), "bytes=20 >"},
@@ -151,9 +141,8 @@ TEST(LeafBox, PrintsItsFields) {
         // Too short for its fields, it has none.
         {tables, fullBox("stsd", 0, u32(1) + box("avc1", box("leaf"))), "bytes=8 >"},
         {tables, fullBox("stsd", 0, u32(1) + visualEntry("hvc1", 2, 1, box("leaf"))), "bytes=94 >"},
-        {tables, fullBox("stsd", 0, u32(1) + box("sowt", zeros(24) + u32(0xBB800102))),
-         "bytes=36 data_reference_index=0 channel_count=0 sample_size=0 pre_defined=0 "
-         "samplelate=102>"},
+        {tables, fullBox("stsd", 0, u32(1) + box("sowt", zeros(24) + u32(0xBB800102))), "bytes=36 data_reference_index=0 channel_count=0 sample_size=0 pre_defined=0 samplelate=102>"},
+        // clang-format on
     };
     for (const auto& [parents, bytes, line] : rows) {
         std::string movie = bytes;

@@ -138,6 +138,7 @@ TEST(MoovFirst, CountsBeyondFourGiB) {
 
 TEST(Rewrite, RefusesDamagedAnchorsAndOtherOffsets) {
     const std::pair<std::string, const char*> cases[] = {
+        // clang-format off
         {ftyp + boxClaiming(99, "free"), "free"},
         // A child that claims more than its parent.
         {ftyp + box("moov", boxClaiming(20, "udta")) + mdat + mdat, "moov.udta"},
@@ -145,16 +146,15 @@ TEST(Rewrite, RefusesDamagedAnchorsAndOtherOffsets) {
         {ftyp + movieBox(stco(0)) + mdat + box("mfra"), "moov.trak"},
         {ftyp + movieBox(stco(0)) + mdat + fullBox("meta", 0, box("iloc")), "moov.trak"},
         {ftyp + movieBox(stco(0), fullBox("meta", 0, box("iloc"))) + mdat, "moov.trak"},
-        {ftyp + movieBox(stco(0), box("udta", box("meta", box("hdlr") + box("saio")))) + mdat,
-         "moov.trak"},
-        {ftyp + movieBox(stco(0), box("trak", fullBox("meta", 0, box("iloc")))) + mdat,
-         "moov.trak"},
+        {ftyp + movieBox(stco(0), box("udta", box("meta", box("hdlr") + box("saio")))) + mdat, "moov.trak"},
+        {ftyp + movieBox(stco(0), box("trak", fullBox("meta", 0, box("iloc")))) + mdat, "moov.trak"},
         {ftyp + movieBox(stco(0), box("trak", soundAt(0))) + mdat, "moov.trak"},
         {ftyp + movieBox(stco(0)) + mdat + soundAt(UINT32_MAX), "moov.trak"},
         // What it leads to may lie behind the insertion even when the media data does not move.
         {ftyp + mdat + movieBox(stco(0), fullBox("meta", 0, box("iloc"))), "moov.trak"},
         {ftyp + movieBox({}) + mdat, "moov.trak"},
         {ftyp + movieBox(stco(UINT32_MAX)) + mdat, "moov.trak"},
+        // clang-format on
     };
     for (const auto& [bytes, anchor] : cases) {
         Edited edited(bytes);

@@ -88,14 +88,13 @@ TEST(MovieView, HidesWhatIsNoHelpWhereverAReadBegins) {
 TEST(VideoReader, AgreesWithTheEncoder) {
     if (!haveFfmpeg()) GTEST_SKIP() << "no ffmpeg program to make movies with";
     const std::tuple<const char*, std::vector<std::string>, double, float> cases[] = {
+        // clang-format off
         {"b.mp4", {"-c:v", "libx264", "-bf", "3", "-r", "24", "-movflags", "+faststart"}, 320, 24},
         {"ten.mp4", {"-c:v", "libx264", "-vf", "scale=161:91", "-pix_fmt", "yuv444p10le"}, 161, 30},
         // So many slices that they are decoded under the meter.
-        {"slices.mp4",
-         {"-c:v", "libx264", "-vf", "scale=3840:1920", "-frames:v", "2", "-slices", "99"},
-         3840,
-         30},
+        {"slices.mp4", {"-c:v", "libx264", "-vf", "scale=3840:1920", "-frames:v", "2", "-slices", "99"}, 3840, 30},
         {"hev1.mp4", {"-c:v", "libx265", "-x265-params", "log-level=0", "-r", "25"}, 320, 25},
+        // clang-format on
     };
     for (const auto& [name, arguments, width, rate] : cases) {
         const Described movie(clip(name, arguments));
@@ -127,14 +126,14 @@ TEST(VideoReader, RefusesHugePicturesAndForeignCodecs) {
     const std::string& movie = clip("jpeg.mov", {"-an", "-c:v", "mjpeg", "-frames:v", "1", "-q:v",
                                                  "1", "-vf", "scale=1920:960,noise=alls=100"});
     const std::pair<std::string, const char*> cases[] = {
+        // clang-format off
         // Claimed by the sample entry, and by the picture itself, which says its height first.
         {patched(movie, "stsd", 44, u16(16384) + u16(8193)), "134217728 pixels"},
         {patched(movie, startOfFrame, 5, u16(8193) + u16(16384)), "134217728 pixels"},
         // A few bytes each, and each could have the whole picture walked over.
-        {patched(patched(movie, startOfFrame, 5, u16(8192) + u16(16384)), "\xFF\xDA", 200,
-                 "\xFF\xDA\xFF\xDA\xFF\xDA\xFF\xDA"),
-         "more time or memory"},
+        {patched(patched(movie, startOfFrame, 5, u16(8192) + u16(16384)), "\xFF\xDA", 200, "\xFF\xDA\xFF\xDA\xFF\xDA\xFF\xDA"), "more time or memory"},
         {clip("png.mov", {"-an", "-c:v", "png", "-frames:v", "2"}), "the codec png"},
+        // clang-format on
     };
     for (const auto& [bytes, line] : cases) {
         const Described refused(bytes);

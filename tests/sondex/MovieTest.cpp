@@ -12,6 +12,7 @@
 #include "support/Endian.h"
 #include "support/WideText.h"
 #include "tests/kit/BoxBuilder.h"
+#include "tests/kit/BuiltMovie.h"
 #include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
 
@@ -214,17 +215,11 @@ TEST(Movie, FollowsMediaBetweenChanges) {
     const std::string bytes = front + moov(front.size() + moov(0).size() + 8) + box("mdat", media) +
                               box("free", zeros(16));
     const std::function<bool(Movie&)> changes[] = {
-        [](Movie& movie) {
-            return bool(movie.setPosition({1, 2, {}})) && bool(movie.appendXmp("x"));
-        },
-        [](Movie& movie) {
-            return bool(movie.insertBehind("ftyp", box("skip", zeros(16)))) &&
-                   bool(movie.remove("free"));
-        },
-        [](Movie& movie) {
-            return bool(movie.remove("moov.udta.free")) &&
-                   bool(movie.insertBehind("mdat", box("skip", zeros(16))));
-        },
+        // clang-format off
+        [](Movie& movie) { return bool(movie.setPosition({1, 2, {}})) && bool(movie.appendXmp("x")); },
+        [](Movie& movie) { return bool(movie.insertBehind("ftyp", box("skip", zeros(16)))) && bool(movie.remove("free")); },
+        [](Movie& movie) { return bool(movie.remove("moov.udta.free")) && bool(movie.insertBehind("mdat", box("skip", zeros(16)))); },
+        // clang-format on
     };
     for (const auto& change : changes) {
         const MovieFile file(bytes);
@@ -266,6 +261,8 @@ TEST(Movie, SaysWhyItRefuses) {
         {good, insert("moov.udta", "12345678"), "the bytes are no whole boxes"},
         {good, put({{"moov", ""}}), "a movie needs its box"},
         {good, [](Movie& movie) { return movie.setPosition({91, 0, {}}); }, "no place on earth"},
+        {good + uuidBox(MP4::AXIS::_UUID), [](Movie& movie) { return movie.appendAxis("x"); }, "it has a tilt stream already"},
+        {good, [](Movie& movie) { return movie.setCreationTime(2300000000); }, "its headers hold no time behind February 2040"},
         {good, insert("ftyp", box("free")), "the change reaches beyond the movie box", Road::movieRoom},
         {good, addFree, noRoom, Road::inPlace},
         {good, put({{"ftyp", box("ftyp", "mp42")}, {"moov.udta.free", box("skip")}}), noRoom, Road::inPlace},
@@ -309,6 +306,18 @@ TEST(Movie, SaysWhyItRefuses) {
     movie = file.open();
     ASSERT_TRUE(movie.appendXmp("x"));
     EXPECT_NE(reasonOf(movie.save(), ErrorCode::damaged).find("in full"), std::string::npos);
+}
+
+TEST(Spherical, RulesSayWhatIsWrong) {
+    BuiltMovie movie;
+    movie.tracks[0].width = 641;
+    movie.xml = "<a:Spherical>true</a:Spherical><b><c></b></c>";
+    const MovieFile file(movie.bytes());
+    const auto rules = sondex::checkSpherical(file.path);
+    std::string wrong;
+    for (const auto& rule : *rules)
+        wrong += rule.holds ? "" : rule.name + ", ";
+    EXPECT_TRUE(wrong.starts_with("twice as wide as high, XML well formed, Stitched")) << wrong;
 }
 
 TEST(NewFile, TakesThePlaceOfWhatStands) {

@@ -9,6 +9,7 @@
 #include "tests/kit/BoxBuilder.h"
 #include "tests/kit/BuiltMovie.h"
 #include "tests/kit/Files.h"
+#include "tests/kit/Program.h"
 #include "tests/kit/SensorBoxes.h"
 
 using namespace kit;
@@ -29,7 +30,7 @@ std::string write(const std::string& name, const std::string& bytes) {
 
 const sondex::Options undecoded{.log = {}, .decode = false};
 
-std::string cameraMovie() {
+std::string builtMovie() {
     return BuiltMovie().bytes();
 }
 
@@ -57,7 +58,7 @@ constexpr char cameraJson[] =
 }  // namespace
 
 TEST(Door, PutsFactsIntoJson) {
-    const auto facts = sondex::readMovie(write("camera.mp4", cameraMovie()), undecoded);
+    const auto facts = sondex::readMovie(write("camera.mp4", builtMovie()), undecoded);
     EXPECT_EQ(toJson(facts.value()), cameraJson);
     // A movie of which nothing is known.
     const auto bare = sondex::readMovie(write("bare.mp4", box("moov", mvhd(0, 0))), undecoded);
@@ -86,7 +87,7 @@ TEST(Door, ReadsStillsByTheirContents) {
 }
 
 TEST(Door, ReadsMotion) {
-    const auto motion = sondex::readMotion(write("motion.mp4", cameraMovie()));
+    const auto motion = sondex::readMotion(write("motion.mp4", builtMovie()));
     ASSERT_TRUE(motion);
     EXPECT_EQ(motion->gyro.size(), 20U);
     EXPECT_EQ(motion->gyro[1].z, 0.5F);
@@ -101,32 +102,20 @@ TEST(Door, ReadsMotion) {
 }
 
 TEST(Door, ShowsTheBoxes) {
-    const auto root = sondex::readBoxes(write("boxes.mp4", cameraMovie()));
-    ASSERT_TRUE(root);
-    EXPECT_EQ(root->size, cameraMovie().size());
-    const sondex::Box& moov = root->children.at(2);
-    EXPECT_EQ(moov.path, "moov");
-    EXPECT_EQ(moov.offset, 45U);
-    const sondex::Box& header = moov.children.at(1).children.at(0);
-    EXPECT_EQ(header.path, "moov.trak.tkhd");
-    EXPECT_EQ(header.headerSize, 8U);
-    EXPECT_EQ(header.fields.at(3).name, "width");
-    EXPECT_EQ(std::get<std::int64_t>(header.fields.at(3).value), 640);
-}
-
-TEST(Door, ShowsTheFieldsOfBoxes) {
     const std::string place = zeros(8) + u32(1 << 16) + u32(2 << 16),
                       avcC = box("avcC", "\1B\300\36");
     const std::string mdhd = u32(0x01000203) + u64(1) + u64(2) + u32(3) + u64(4);
     // clang-format off
     const std::pair<std::string, std::string> rows[] = {
-        {box("moov", box("udta", box("loci", place))), "first=1 second=2 "},
-        {box("moov", box("udta", box("loci", place + u32(3 << 16)))), "first=1 second=2 third=3 "},
-        {box("moov", box("trak", box("mdia", box("mdhd", mdhd)))), "version=1 flags=515 modificationTime=2 timeScale=3 duration=4 "},
-        {fullBox("meta", 0, box("hdlr", zeros(8) + "soun" + zeros(12) + "n")), "handlerType=soun name=n "},
-        {uuidBox(MP4::xmpType, "x"), "uuid=be7acfcb-97a9-42e8-9c71-999491e3afac text=x "},
-        {box("moov", trackOf(tkhd(2, 1), visualEntry("avc1", 2, 1, avcC))), "profile=66 compatibility=192 level=30 "},
-        {boxClaiming(0, "free"), "open "},
+        {box("moov", box("udta", box("loci", place))), "moov.udta.loci@16+8 first=1 second=2 "},
+        {box("moov", box("udta", box("loci", place + u32(3 << 16)))), "moov.udta.loci@16+8 first=1 second=2 third=3 "},
+        {box("moov", box("trak", box("mdia", box("mdhd", mdhd)))), "moov.trak.mdia.mdhd@24+8 version=1 flags=515 modificationTime=2 timeScale=3 duration=4 "},
+        {fullBox("meta", 0, box("hdlr", zeros(8) + "soun" + zeros(12) + "n")), "meta.hdlr@12+8 handlerType=soun name=n "},
+        {uuidBox(MP4::xmpType, "x"), "uuid@0+8 uuid=be7acfcb-97a9-42e8-9c71-999491e3afac text=x "},
+        {box("moov", trackOf(tkhd(2, 1), visualEntry("avc1", 2, 1, avcC))), "moov.trak.mdia.minf.stbl.stsd.avc1.avcC@234+8 profile=66 compatibility=192 level=30 "},
+        {box("moov", box("trak", tkhd(640, 320))), "moov.trak.tkhd@16+8 version=0 flags=0 creationTime=0 width=640 height=320 "},
+        {largeBox("free"), "free@0+16 "},
+        {boxClaiming(0, "free"), "free@0+8 open "},
     };
     // clang-format on
     for (const auto& [movie, line] : rows) {
@@ -134,7 +123,8 @@ TEST(Door, ShowsTheFieldsOfBoxes) {
         const sondex::Box* box = &root.value();
         while (!box->children.empty())
             box = &box->children.back();
-        std::string text = box->openEnded ? "open " : "";
+        std::string text = box->path + WEKU::formatText("@%llu+%u ", box->offset, box->headerSize) +
+                           (box->openEnded ? "open " : "");
         const auto textOf = [](const auto& value) -> std::string {
             if constexpr (requires { value.size(); })
                 return value;
@@ -151,11 +141,13 @@ TEST(Door, SaysWhatAPictureShows) {
     BuiltMovie movie;
     movie.note.camera[0x0001].value = 1 << 16;  // equirectangular
     movie.xml.replace(movie.xml.find(">90<"), 4, ">-90<");
+    movie.note.ifd0[0x0110].text = std::string("A\x7F\0", 3);
     const std::string plumb = write("plumb.mp4", movie.bytes());
     const auto frame = sondex::readFrame(plumb);
     if (!frame && frame.error().code == ErrorCode::decoderMissing) GTEST_SKIP();
     EXPECT_NE(frame->bytes.find("PoseHeadingDegrees>270"), std::string::npos);
     EXPECT_NE(frame->bytes.find("PosePitchDegrees"), std::string::npos);
+    EXPECT_NE(frame->bytes.find(std::string("A \0", 3)), std::string::npos);
     // A sensor that feels nothing tells no tilt.
     movie.accel = streamBox("KDTD", std::vector<SensorRecords::TopBottomCorrection>(20));
     const auto weightless = sondex::readFrame(write("weightless.mp4", movie.bytes()));
@@ -163,6 +155,15 @@ TEST(Door, SaysWhatAPictureShows) {
     EXPECT_EQ(sondex::readFrame(plumb, {.at = -1}).error().message, "times count from 0");
     const auto thrower = [](sondex::Frame&&) -> bool { throw 1; };
     EXPECT_THROW((void)sondex::readFrames(plumb, {}, {}, thrower), int);
+    if (!haveFfmpeg()) GTEST_SKIP() << "no movie of more than one picture";
+    const std::string several = write("several.mp4", plainClip());
+    int taken = 0;
+    const auto stop = [&](sondex::Frame&&) { return ++taken > 99; };
+    EXPECT_TRUE(sondex::readFrames(several, {.every = 0.1}, {.threads = 2}, stop));
+    EXPECT_EQ(taken, 1);
+    const auto change = [](sondex::Frame&&) { return !write("several.mp4", "x").empty(); };
+    const auto changed = sondex::readFrames(several, {.every = 0.1}, {}, change);
+    EXPECT_EQ(changed.error().code, ErrorCode::changed);
 }
 
 TEST(Door, SaysWhyThereAreNoFacts) {
@@ -197,7 +198,7 @@ TEST(Door, SaysWhyThereAreNoFacts) {
             EXPECT_EQ(facts.error().message, message);
         }
     }
-    EXPECT_EQ(sondex::readStill(write("m.jpg", cameraMovie())).error().code, ErrorCode::notAStill);
+    EXPECT_EQ(sondex::readStill(write("m.jpg", builtMovie())).error().code, ErrorCode::notAStill);
     EXPECT_EQ(sondex::read(write("o.jpg", "\xFF\xD8\xFF\xD9")).error().code,
               ErrorCode::noCameraRecord);
     const auto failed = sondex::readMotion(folderPath);
@@ -205,7 +206,7 @@ TEST(Door, SaysWhyThereAreNoFacts) {
 }
 
 TEST(Door, ReadsAgainWhatChangesUnderTheReading) {
-    const std::string path = write("growing.mp4", cameraMovie());
+    const std::string path = write("growing.mp4", builtMovie());
     std::vector<std::string> lines;
     const sondex::Options options{.log = [&](std::string_view line) { lines.emplace_back(line); }};
     int readings = 0;
@@ -217,7 +218,7 @@ TEST(Door, ReadsAgainWhatChangesUnderTheReading) {
                 WEKU::Console::out(L"reading %d\n", ++readings);
                 if (readings <= changes)
                     write("growing.mp4",
-                          cameraMovie() + std::string(static_cast<std::size_t>(readings), 'x'));
+                          builtMovie() + std::string(static_cast<std::size_t>(readings), 'x'));
                 return sondex::Result<int>(readings);
             });
     };
@@ -235,7 +236,7 @@ TEST(Door, ReadsAgainWhatChangesUnderTheReading) {
 }
 
 TEST(Door, IsSilentAndServesManyThreads) {
-    const std::string movies[] = {write("one.mp4", cameraMovie()), write("two.mp4", hevcMovie())};
+    const std::string movies[] = {write("one.mp4", builtMovie()), write("two.mp4", hevcMovie())};
     const std::string still = write("three.dng", CameraTiff().tiff());
     std::vector<std::string> lines;
     const std::string printed = captureOutput([&] {

@@ -286,7 +286,7 @@ with open("clip.mp4", "ab") as file:
 before = digest("clip.mp4")
 assert "'mfra' cannot be kept right" in run("tag", "--pitch", "10", "clip.mp4", status=3)
 assert digest("clip.mp4") == before
-for words in (["set", "--position", "nowhere"], ["set", "--position", "91,0"], ["set"],
+for words in (["set", "--position", "nowhere"], ["set", "--position", "91,0"], ["set", "--position", "1,2,40000"], ["set"],
               ["set", "--time", "2026-02-30T10:00:00Z"], ["set", "--time", "2026-11-21T10:00:60Z"],
               ["set", "--time", "2026-11-21T10:00:00Zone"], ["set", "--time", "2026-11-21T10:00:00Z", "--xmp", "."],
               ["tag", "--pitch", "91"], ["set", "--flag", "--zenith", "1"], ["strip"]):

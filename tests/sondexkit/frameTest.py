@@ -47,6 +47,7 @@ MOVIES = {  # what ffmpeg makes them with, how ffmpeg is to turn them
     "hevc": ([*HEVC, "-pix_fmt", "yuv420p"], ""),
     "ten": ([*HEVC, "-pix_fmt", "yuv420p10le"], ""),
     "prores": (["-c:v", "prores_ks"], ""),
+    "turned": (["-c:v", "prores_ks"], ",transpose=clock"),
     "mpeg4": (["-c:v", "mpeg4", "-bf", "2"], ""),
     "mjpeg": (["-c:v", "mjpeg"], ""),
     "av1": (["-c:v", "libsvtav1", "-preset", "12"], ""),
@@ -59,10 +60,10 @@ MOVIES = {  # what ffmpeg makes them with, how ffmpeg is to turn them
     "both": (H264, ",transpose=cclock_flip"),
 }
 # The four numbers of the track's matrix.
-TURNS = {"right": (0, 1, -1, 0), "over": (-1, 0, 0, -1), "mirrored": (-1, 0, 0, 1),
+TURNS = {"right": (0, 1, -1, 0), "turned": (0, 1, -1, 0), "over": (-1, 0, 0, -1), "mirrored": (-1, 0, 0, 1),
          "both": (0, 1, 1, 0)}
 for name, (options, turn) in MOVIES.items():
-    movie = f"{name}.{'mov' if name == 'prores' else 'mp4'}"
+    movie = f"{name}.{'mov' if 'prores_ks' in options else 'mp4'}"
     ffmpeg("-f", "lavfi", "-i", "testsrc2=size=322x162:rate=30000/1001", "-frames:v", "40",
            *options, movie)
     if name in TURNS:
@@ -74,16 +75,17 @@ for name, (options, turn) in MOVIES.items():
                       "passthrough")
     shots = []
     for number in (0, 11, 13, 30, 39):
-        for words in (["--frame", str(number)], ["--at", f"{number * 1001 / 30000 + 0.0001:.6f}"]):
+        for words in (["--frame", str(number)], ["--at", f"{number * 1001 / 30000:.7f}"]):
             frame(movie, *words, "--output", f"{name}-one-{len(shots)}.png")
             shots.append(number)
     assert hashes("-i", f"{name}-one-%d.png") == [expected[number] for number in shots], name
-    frame(movie, "--every", "0.034", "--output", f"{name}-%02d.png")
+    frame(movie, "--every", "0.02", "--output", f"{name}-%02d.png")
     assert hashes("-i", f"{name}-%02d.png") == expected, name
 
 # An edit list hides what a cut keeps ahead of its beginning: numbers and times begin behind it.
 ffmpeg("-ss", "0.55", "-i", "h264.mp4", "-c", "copy", "cut.mp4")
-frame("cut.mp4", "--frame", "2", "--output", "cut.png")
+(cut,), _ = frame("cut.mp4", "--frame", "2", "--output", "cut.png")
+assert cut["picture"] == 2
 assert hashes("-i", "cut.png") == hashes("-i", "h264.mp4", "-vf", f"select=eq(n\\,19),scale={SCALER},"
                                          "format=rgb24", "-fps_mode", "passthrough")
 
@@ -127,6 +129,18 @@ subprocess.run([kit, "set", "--projection", "2", "lenses.mp4"], capture_output=T
 jpeg = pathlib.Path(lenses["path"]).read_bytes()
 assert b"KESTO" in jpeg and b"GPano" not in jpeg
 
+# A JPEG shows what the PNG does, and loses as much as is asked for.
+for movie, height in (("h264.mp4", 161), ("turned.mov", 636)):
+    frame(movie, "--width", "320", "--output", "same.png", "--force")
+    losses = []
+    for quality in ("95", "20"):
+        (same,), _ = frame(movie, "--width", "320", "--quality", quality, "--output", "same.jpg", "--force")
+        assert same["height"] == height, same
+        told = subprocess.run(["ffmpeg", "-nostdin", "-i", "same.jpg", "-i", "same.png", "-lavfi",
+                               "psnr", "-f", "null", "-"], capture_output=True, text=True).stderr
+        losses.append(float(told.split("average:")[1].split()[0]))
+    assert losses[0] > 30 and losses[0] > losses[1] + 3, (movie, losses)
+
 os.mkdir("a.b")
 shutil.copy("camera.mp4", "a.b/movie")
 (plain,), _ = frame("absent.mp4", "a.b/movie", status=1)
@@ -142,7 +156,8 @@ frame("camera.mp4", "--force")
 assert kept.read_bytes()[:2] == b"\xff\xd8"
 pathlib.Path("broken.mp4").write_bytes(pathlib.Path("clip.mp4").read_bytes()[:5000])
 for words, status in (
-        (["camera.mp4", "--at", "2.01"], 1), (["camera.mp4", "--frame", "60"], 1),
+        (["camera.mp4", "--at", "2.002"], 1), (["camera.mp4", "--frame", "60"], 1),
+        (["cut.mp4", "--frame", str(2**64 - 1)], 1),
         (["broken.mp4"], 1), (["absent.mp4"], 1), (["camera.mp4", "--output", "no/shot.jpg"], 1),
         (["camera.mp4", "--at", "1", "--frame", "2"], 2),
         *((["camera.mp4", "--every", "1", "--output", name], 2)
