@@ -58,56 +58,24 @@ TEST_F(CommandLine, WordsAndStatuses) {
     const std::string movie = write("m.jpg", box("ftyp", "isom")), aFolder = path("d.jpg");
     std::filesystem::create_directory(aFolder);
     const std::tuple<std::vector<std::string>, std::string, int, std::string> cases[] = {
+        // clang-format off
         {{"-h"}, banner, 1, ""},
         {{"-dump", "-kdtd:x", "-kdtb:", "-kdtc:y"}, "", 0, ""},
         {{"-h", photo}, stillLine, 0, ""},
         {{photo, "2nd"}, stillLine, 0, me + "2nd is left out: a run reads one file\n"},
-        {{path("none.mp4")},
-         noMovie(path("none.mp4")) + banner,
-         1,
-         me + path("none.mp4") + missing},
-        {{path("none.jpg")},
-         notOpened(path("none.jpg")) + banner,
-         1,
-         me + path("none.jpg") + missing},
-        {{"-H", photo},
-         noMovie("-H") + banner,
-         1,
-         me + "-H is no option and counts as the file\n" + me + photo +
-             " is left out: a run reads one file\n" + me + "-H" + missing},
+        {{path("none.mp4")}, noMovie(path("none.mp4")) + banner, 1, me + path("none.mp4") + missing},
+        {{path("none.jpg")}, notOpened(path("none.jpg")) + banner, 1, me + path("none.jpg") + missing},
+        {{"-H", photo}, noMovie("-H") + banner, 1, me + "-H is no option and counts as the file\n" + me + photo + " is left out: a run reads one file\n" + me + "-H" + missing},
         {{""}, noMovie("") + banner, 1, me + missing},
         {ten, "", 0, me + "words behind the ninth are left out: " + photo + "\n"},
-        {{movie},
-         "ExifParser::attachJPEG() for '" + movie + "' failed - SOI(0xFFD8) not found.\n" + banner,
-         1,
-         me + movie + " looks like an MP4; the name's extension chooses the reader\n"},
-        {{write("none.JPG", "\xFF\xD8\xFF\xD9")},
-         "ExifParser::attachJPEG() for '" + path("none.JPG") +
-             "' failed - Invalid EOI(0xFFD9) found.\n" + banner,
-         1,
-         ""},
-        {{write("cut.DNG", "II*")},
-         "ExifParser::attachDNG() failed - Invalid position\n" + banner,
-         1,
-         ""},
-        {{write("little.jpeg", "II*" + zeros(9))},
-         "ExifParser::attachJPEG() for '" + path("little.jpeg") +
-             "' failed - SOI(0xFFD8) not found.\n" + banner,
-         1,
-         me + path("little.jpeg") + " looks like a DNG; the name's extension chooses the reader\n"},
-        {{write("empty.DNG", "")},
-         "FileIO.read(" + path("empty.DNG") + ") failed.\n" + banner,
-         1,
-         ""},
-        {{aFolder},
-         "FileIO.read(" + aFolder + ") failed.\n" + banner,
-         1,
-         me + aFolder + ": Is a directory\n"},
-        {{photo, "-kdtb:x", "-set1"},
-         stillLine,
-         0,
-         me + photo + " is a still and has no sensor streams to dump\n" + me + photo +
-             " is a still: -set1 leaves it alone\n"},
+        {{movie}, "ExifParser::attachJPEG() for '" + movie + "' failed - SOI(0xFFD8) not found.\n" + banner, 1, me + movie + " looks like an MP4; the name's extension chooses the reader\n"},
+        {{write("none.JPG", "\xFF\xD8\xFF\xD9")}, "ExifParser::attachJPEG() for '" + path("none.JPG") + "' failed - Invalid EOI(0xFFD9) found.\n" + banner, 1, ""},
+        {{write("cut.DNG", "II*")}, "ExifParser::attachDNG() failed - Invalid position\n" + banner, 1, ""},
+        {{write("little.jpeg", "II*" + zeros(9))}, "ExifParser::attachJPEG() for '" + path("little.jpeg") + "' failed - SOI(0xFFD8) not found.\n" + banner, 1, me + path("little.jpeg") + " looks like a DNG; the name's extension chooses the reader\n"},
+        {{write("empty.DNG", "")}, "FileIO.read(" + path("empty.DNG") + ") failed.\n" + banner, 1, ""},
+        {{aFolder}, "FileIO.read(" + aFolder + ") failed.\n" + banner, 1, me + aFolder + ": Is a directory\n"},
+        {{photo, "-kdtb:x", "-set1"}, stillLine, 0, me + photo + " is a still and has no sensor streams to dump\n" + me + photo + " is a still: -set1 leaves it alone\n"},
+        // clang-format on
     };
     for (const auto& [words, out, status, err] : cases) {
         const Outcome outcome = runSondex(words);

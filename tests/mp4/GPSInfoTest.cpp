@@ -42,19 +42,11 @@ TEST(GPSInfo, WritesAnXmpPacket) {
     const std::string packet = info.to_XMP_string("Tool", true, "4");
     EXPECT_TRUE(
         packet.starts_with("<?xpacket begin='\xEF\xBB\xBF' id='W5M0MpCehiHzreSzNTczkc9d'?>\n"));
-    EXPECT_TRUE(
-        packet.ends_with("      <x:CreatorTool>Tool</x:CreatorTool>\n"
-                         "      <exif:GPSLatitude>33,30.000000S</exif:GPSLatitude>\n"
-                         "      <exif:GPSLongitude>0,0.000000E</exif:GPSLongitude>\n"
-                         "      <exif:GPSAltitude>1234/100</exif:GPSAltitude>\n"
-                         "      <exif:GPSAltitudeRef>1</exif:GPSAltitudeRef>\n"
-                         "      <exif:GPSImgDirection>1235/10</exif:GPSImgDirection>\n"
-                         "      <exif:GPSImgDirectionRef>T</exif:GPSImgDirectionRef>\n"
-                         "    </rdf:Description>\n  </rdf:RDF>\n"
-                         "  <VideoReEncorded>true</VideoReEncorded>\n"
-                         "  <VideoStabilization>4</VideoStabilization>\n"
-                         "</x:xmpmeta>\n<?xpacket end='w'?>\n"))
-        << packet;
+    // clang-format off
+    EXPECT_TRUE(packet.ends_with(
+        "      <x:CreatorTool>Tool</x:CreatorTool>\n      <exif:GPSLatitude>33,30.000000S</exif:GPSLatitude>\n      <exif:GPSLongitude>0,0.000000E</exif:GPSLongitude>\n      <exif:GPSAltitude>1234/100</exif:GPSAltitude>\n      <exif:GPSAltitudeRef>1</exif:GPSAltitudeRef>\n"
+        "      <exif:GPSImgDirection>1235/10</exif:GPSImgDirection>\n      <exif:GPSImgDirectionRef>T</exif:GPSImgDirectionRef>\n    </rdf:Description>\n  </rdf:RDF>\n  <VideoReEncorded>true</VideoReEncorded>\n  <VideoStabilization>4</VideoStabilization>\n</x:xmpmeta>\n<?xpacket end='w'?>\n")) << packet;
+    // clang-format on
     // Numbers and texts that do not fit are cut.
     info.latitude = info.longitude = info.altitude = info.compass = {true, 1e300};
     EXPECT_EQ(info.to_CXYZ_string().size(), 32U);

@@ -43,17 +43,11 @@ std::string hevcMovie() {
     return movie.bytes();
 }
 
+// clang-format off
 constexpr char cameraJson[] =
-    R"({"hasKDTD":true, "type":"dualfish", "codec":"H264", "decodable":null, )"
-    R"("hasSpatialSound":true, "hasSA3DSound":true, "duration":2, "videoBitRate":84, )"
-    R"("model":"Model A", "software":"1.20", "cpuVersion":"2.10b", "cameraSerial":"00012345", )"
-    R"("gps":"+35+139/", "frameWidth":640, "frameHeight":320, )"
-    R"("GSpherical:InitialViewHeadingDegrees":90, "GSpherical:InitialViewPitchDegrees":-10, )"
-    R"("GSpherical:InitialHorizontalFOVDegrees":75, "GSpherical:InitialCameraDolly":0.75, )"
-    R"("GSpherical:StitchingSoftware":"S \u00e4\\1", "creatorTool":"T", )"
-    R"("topBottomCorrection":false, "dxvaDecodable":true, "directionLocked":true, )"
-    R"("videoStabilization":5, "KDTDSamplingRate":30, "KDTBSamplingRate":200, )"
-    R"("KDTCSamplingRate":100, "videoQuality":"fine"})";
+    R"({"hasKDTD":true, "type":"dualfish", "codec":"H264", "decodable":null, "hasSpatialSound":true, "hasSA3DSound":true, "duration":2, "videoBitRate":84, "model":"Model A", "software":"1.20", "cpuVersion":"2.10b", "cameraSerial":"00012345", )"
+    R"("gps":"+35+139/", "frameWidth":640, "frameHeight":320, "GSpherical:InitialViewHeadingDegrees":90, "GSpherical:InitialViewPitchDegrees":-10, "GSpherical:InitialHorizontalFOVDegrees":75, "GSpherical:InitialCameraDolly":0.75, "GSpherical:StitchingSoftware":"S \u00e4\\1", "creatorTool":"T", "topBottomCorrection":false, "dxvaDecodable":true, "directionLocked":true, "videoStabilization":5, "KDTDSamplingRate":30, "KDTBSamplingRate":200, "KDTCSamplingRate":100, "videoQuality":"fine"})";
+// clang-format on
 
 }  // namespace
 
