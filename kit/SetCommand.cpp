@@ -30,9 +30,9 @@ std::optional<std::int64_t> momentOf(const std::string& text) {
     parts.tm_mon -= 1;
     const std::tm asked = parts;
     const std::time_t moment = ::timegm(&parts);
+    // A second that there is not would be another minute's.
     const bool exists = parts.tm_mon == asked.tm_mon && parts.tm_mday == asked.tm_mday &&
-                        parts.tm_hour == asked.tm_hour && parts.tm_min == asked.tm_min &&
-                        parts.tm_sec == asked.tm_sec;
+                        parts.tm_hour == asked.tm_hour && parts.tm_min == asked.tm_min;
     constexpr int firstYear = 4;  // 1904, from which movies count
     if (!exists || parts.tm_year < firstYear) return {};
     return moment;

@@ -306,27 +306,23 @@ def testPython(folder):
     assert isinstance(movie, sondex.Movie) and movie.model == "KESTO ZELVA Q7"
     assert (movie.accelerometer_rate, movie.gyro_rate, movie.compass_rate) == (30, 200, 100)
     assert (movie.view_heading, movie.view_pitch, movie.field_of_view) == (90, 0, 75)
-    try:
-        sondex.facts(os.fsencode(folder) + b"/none\xff.mp4", program=kit)
-        assert False
-    except sondex.Error as error:
-        assert error.code == "notFound" and error.path.endswith("none\udcff.mp4")
+
+    def raised(kind, ask):
+        try:
+            ask()
+        except kind as failure:
+            return failure
+    error = raised(sondex.Error, lambda: sondex.facts(os.fsencode(folder) + b"/none\xff.mp4", program=kit))
+    assert error.code == "notFound" and error.path.endswith("none\udcff.mp4")
     names = [str(folder / n) for n in ("s.DNG", "missing.dng", "s.jpg")]
     records = list(sondex.scan(iter(names), program=kit, ordered=True, decode=False))
     assert [r.path for r in records] == names and records[0].get().jpeg.bytes > 0 and records[1].error
-    for wrong in ("", "a\0b"):
-        try:
-            list(sondex.scan([wrong], program=kit))
-            assert False
-        except ValueError:
-            pass
+    assert all(raised(ValueError, lambda: list(sondex.scan([wrong], program=kit))) for wrong in ("", "a\0b"))
     (folder / "failing").write_text('#!/bin/sh\necho "$@" >&2\nexit 4\n')
     (folder / "failing").chmod(0o755)
-    try:
-        list(sondex.scan([], program=str(folder / "failing"), jobs=2, timeout=3, memory=64, decode=False))
-        assert False
-    except sondex.ScanFailed as failure:
-        assert str(failure) == "scan --files-from - -0 --quiet --jobs 2 --timeout 3 --memory 64 --no-decode"
+    options = {"program": str(folder / "failing"), "jobs": 2, "timeout": 3, "memory": 64, "decode": False}
+    failure = raised(sondex.ScanFailed, lambda: list(sondex.scan([], **options)))
+    assert str(failure) == "scan --files-from - -0 --quiet --jobs 2 --timeout 3 --memory 64 --no-decode"
 
 
 with tempfile.TemporaryDirectory() as name:
