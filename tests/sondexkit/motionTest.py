@@ -182,17 +182,6 @@ drawnGyro = drawn.split("Gyro")[1]
 ends = [float(re.search(x, drawn, re.S)[1]) for x in (r'"gap" x="([\d.]+)', r'>Gyro<.*?"a" points="[^"]* ([\d.]+),')]
 assert drawnGyro.count('<polyline class="a"') == 2 and abs(ends[0] - ends[1]) < 0.2, "no line leads across a gap"
 assert drawn.count('class="gap"') == 2 and b"1 gap: 0.505 s" in run("pause.mp4")
-def stutter(records):
-    for i, record in enumerate(records):  # twice the usual is no gap
-        record[3] += 20_000_000 * sum(n for n in range(1, 5) if i >= 100 * n) + 6_000_000 * (i > 50)
-    records[20][3] = records[19][3]
-
-
-changed("stutter.mp4", b"KDTB", stutter)
-told = json.loads(run("--json", "stutter.mp4"))["gyro"]
-assert told["gaps"] == 4 and told["stepsBack"] == 0
-assert [round(gap["seconds"] / 0.02) for gap in told["longestGaps"]] == [4, 3, 2]
-assert b"4 gaps: " in run("stutter.mp4") and b", ...\n" in run("stutter.mp4")
 pathlib.Path("gyro.mp4").write_bytes(re.sub(b"KDT[DG]", b"skip", pathlib.Path("sample.mp4").read_bytes()))
 assert "\nt,gx,gy,gz\n0," in written("gyro.mp4", "gcsv")
 chance = random.Random(18)
