@@ -11,6 +11,7 @@
 #include "builder/Refusal.h"
 #include "builder/Strip.h"
 #include "mp4/SampleTableBoxes.h"
+#include "sensor/AccelSensorStreamEmbed.h"
 #include "support/Endian.h"
 #include "support/EndingSignals.h"
 #include "tests/faults/Faults.h"
@@ -400,4 +401,15 @@ TEST(ReadFault, EveryFileEndsWithItsOutcome) {
             return (seen & faults::reached) != 0;
         });
     }
+}
+
+TEST(ReadFault, ARawStreamEndsWhereReadingFails) {
+    const TempFolder folder;
+    const std::wstring path = folder.write("raw", u32(2) + zeros(44 + 24));
+    WEKU::FileIO file(path, L'r');
+    AccelSensorStreamEmbed stream;
+    faults::arm(How::errorForEver, 2);
+    stream.load(0, file, false);
+    EXPECT_EQ(faults::disarm(), faults::reached | faults::struck);
+    EXPECT_TRUE(stream.infos.empty());
 }

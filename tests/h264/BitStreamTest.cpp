@@ -46,6 +46,8 @@ TEST(GolombBitStream, SignedCodesAreNotInverse) {
         EXPECT_EQ(written([&](auto& s) { s.write_golombs(write[number]); }), code);
     }
     EXPECT_EQ(written([](auto& s) { s.write_golombs(INT_MIN); }), "000000008000000000");
+    const auto bytesInsideByte = [] { written([](auto& s) { s.write_bits(1, 1), s.write8(1); }); };
+    EXPECT_EQ(kit::failureOf(bytesInsideByte), "bits existed");
 }
 
 TEST(EmulationPrevention, StandsBehindTwoZerosOrMore) {
