@@ -7,6 +7,7 @@
 #include <map>
 
 #include "app/MetaReader.h"
+#include "app/SensorDump.h"
 #include "builder/Carry.h"
 #include "builder/Refusal.h"
 #include "builder/Strip.h"
@@ -412,4 +413,20 @@ TEST(ReadFault, ARawStreamEndsWhereReadingFails) {
     stream.load(0, file, false);
     EXPECT_EQ(faults::disarm(), faults::reached | faults::struck);
     EXPECT_TRUE(stream.infos.empty());
+}
+
+TEST(WriteFault, ADumpGoesOnBehindAShortWrite) {
+    const TempFolder folder;
+    const std::wstring path = folder.wide("dump");
+    const std::vector<SensorRecords::Gyro> samples(3);
+    EXPECT_TRUE(SensorDump::dumpXYZT<SensorRecords::Gyro>(samples, path));
+    const std::string whole = readFile(path);
+    int seen = 0;
+    for (long at = 1; (seen & faults::struck) == 0; ++at) {
+        faults::arm(How::shortOnce, at);
+        EXPECT_TRUE(SensorDump::dumpXYZT<SensorRecords::Gyro>(samples, path));
+        seen = faults::disarm();
+        ASSERT_NE(seen, 0);
+        EXPECT_EQ(readFile(path), whole);
+    }
 }
