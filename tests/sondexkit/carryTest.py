@@ -242,7 +242,7 @@ assert rows("part.mp4") == sourceRows[60:60 + len(rows("part.mp4"))]
 subprocess.run([sampleMaker, "jpeg", "still.jpg", "camera.jpg"], check=True)
 movie, still = (pathlib.Path(name).read_bytes() for name in ("camera.mp4", "camera.jpg"))
 items = box(b"meta", bytes(4) + full(b"iloc", 0)) + box(b"free", b"kept")
-left = box(b"free", b"+35.6895+139.6917/") + box(b"uuid", XMP + b"<a>+35.6895+139.6917/</a>")
+left = 2 * box(b"free", b"+35.6895+139.6917/") + box(b"uuid", XMP + b"<a>+35.6895+139.6917/</a>")
 for word, contents in [(word, movie + items) for word in PRIVATE] + [("all", movie + left), ("all", still)]:
     pathlib.Path("one").write_bytes(contents)
     before = frames("one")
