@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -36,8 +37,12 @@ struct PlainValue : JsonValue {
     using JsonValue::operator();
     std::string operator()(const std::string& text) const {
         constexpr std::size_t most = 60;
-        const std::string shown = printable(std::string_view(text).substr(0, most));
-        return '"' + shown + (text.size() > most ? "\"..." : "\"");
+        std::size_t shown = std::min(text.size(), most);
+        // Not through a character.
+        while (shown > 0 && shown < text.size() && (text[shown] & 0xC0) == 0x80)
+            --shown;
+        return '"' + printable(std::string_view(text).substr(0, shown)) +
+               (text.size() > most ? "\"..." : "\"");
     }
     std::string operator()(double number) const {
         std::array<char, 32> text{};
