@@ -53,6 +53,7 @@ TEST(BoxTree, SizesOfEveryForm) {
         // A code with a zero byte is shown up to it.
         {box(std::string_view("ab\0c", 4)), "<'ab': start=0 bytes=8 >\n"},
         {box("a\nbc"), "<'a bc': start=0 bytes=8 >\n"},
+        {box("\xE2\x80\xA8z"), "<' z': start=0 bytes=8 >\n"},
     };
     for (const auto& [bytes, lines] : cases)
         EXPECT_EQ(dumpOf(bytes), lines);

@@ -182,6 +182,11 @@ TEST(Rewrite, RefusesABoxThatWouldFallOutOfThoseAroundIt) {
     open.expectRefused([&](MP4::Container& movie) {
         return movie.insertBox(L"test", *movie.mdat, false, write, nothing, nothing);
     });
+    // A copy that was made up with other bytes.
+    edited.expectRefused([&](MP4::Container& movie) {
+        const auto copy = [](auto& src, auto& dst, auto&) { return src.copyTo(dst, 9999) > 0; };
+        return movie.modifyContainer(L"test", copy, nothing, nothing);
+    });
     const std::string tail = mdat + movieBox(stco(ftyp.size() + 8));
     Edited between(ftyp + mdat + tail);
     const MP4::BOX& anchor = *between.movie.mdat;

@@ -154,8 +154,7 @@ TEST(VideoReader, BoundsWhatHostileTablesCost) {
     std::string tracks;
     for (int i = 0; i < 400; ++i)
         tracks += trackOf(tkhd(64, 32), visualEntry("jpeg", 64, 32), tables);
-    rusage before{};
-    rusage after{};
+    rusage before{}, after{};
     ::getrusage(RUSAGE_SELF, &before);
     const Described movie(box("moov", mvhd(1, 1) + tracks) + box("mdat"));
     ::getrusage(RUSAGE_SELF, &after);

@@ -96,8 +96,8 @@ TEST(Door, ReadsMotion) {
 }
 
 TEST(Door, ShowsTheBoxes) {
-    const std::string place = zeros(8) + u32(1 << 16) + u32(2 << 16),
-                      avcC = box("avcC", "\1B\300\36");
+    const std::string place = zeros(8) + u32(1 << 16) + u32(2 << 16);
+    const std::string avcC = box("avcC", "\1B\300\36");
     const std::string mdhd = u32(0x01000203) + u64(1) + u64(2) + u32(3) + u64(4);
     // clang-format off
     const std::pair<std::string, std::string> rows[] = {

@@ -83,8 +83,7 @@ for name, (options, turn) in MOVIES.items():
 # An edit list hides what a cut keeps ahead of its beginning: numbers and times begin behind it.
 ffmpeg("-ss", "0.55", "-i", "h264.mp4", "-c", "copy", "cut.mp4")
 (cut,), _ = frame("cut.mp4", "--frame", "2", "--output", "cut.png")
-assert cut["picture"] == 2
-assert hashes("-i", "cut.png") == hashes("-i", "h264.mp4", "-vf", f"select=eq(n\\,19),scale={SCALER},"
+assert cut["picture"] == 2 and hashes("-i", "cut.png") == hashes("-i", "h264.mp4", "-vf", f"select=eq(n\\,19),scale={SCALER},"
                                          "format=rgb24", "-fps_mode", "passthrough")
 
 # What a camera's picture says of itself; the camera is tilted by hand from picture 20 on.

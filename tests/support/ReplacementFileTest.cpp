@@ -77,7 +77,10 @@ TEST(ReplacementFile, IsForThoseWhoMightUseTheOldOne) {
     EXPECT_EQ(valueOf(name, accessList), "");
     EXPECT_EQ(valueOf(name, "user.note"), "kept");
     ASSERT_TRUE(set(name, accessList, list));
+    // Rights of the old contents are not those of the new.
+    set(name, "security.capability", std::string("\0\0\0\2\1", 5) + std::string(15, '\0'));
     EXPECT_TRUE(replace(path));
+    EXPECT_EQ(valueOf(name, "security.capability"), "");
     EXPECT_EQ(valueOf(name, accessList), list);
 }
 
