@@ -36,5 +36,6 @@ TEST(FileIO, FailuresPrintTheirLinesAndReturnFailureValues) {
     EXPECT_TRUE(FileIO::open_a(path, [&](FileIO& file) { (void)file.write(&byte, 1); }));
     EXPECT_EQ(kit::readFile(path), "Xbcdef");
     // Names are cut between characters.
-    EXPECT_EQ(WEKU::wchar::wcs2mbs(std::wstring(2047, L'a') + L"\u00E9").back(), '\0');
+    const std::wstring longName = WEKU::wchar::widen(std::string(2047, 'a') + "\u00E9");
+    EXPECT_EQ(WEKU::wchar::wcs2mbs(longName).back(), '\0');
 }
