@@ -106,6 +106,23 @@ TEST(EditRace, TheNewMovieBoxIsFlushedAheadOfTheNextStep) {
                                                  "ftyp mdat free moov "}));
 }
 
+TEST(EditRace, FilesAreFlushedAheadOfTheirNames) {
+    const Scene scene;
+    const std::string path = scene.at("f").string();
+    std::string atFlush;
+    const auto look = [&] { atFlush = readFile(scene.at("f")); };
+    scene.folder.write("f", "old");
+    faults::before("fsync", look);
+    auto made = sondex::NewFile::make(path, true);
+    EXPECT_TRUE(made && made->append("new") && made->finish());
+    EXPECT_EQ(atFlush, "old");
+    scene.folder.write("f", CameraTiff().jpeg());
+    faults::before("fsync", look);
+    EXPECT_TRUE(sondex::change(path, {.makerNote = {.zenith = 3}}));
+    EXPECT_EQ(atFlush, readFile(scene.at("f")));
+    faults::before("", {});
+}
+
 /// An edit in place under the program's reading, ahead of each of its reads: no answer may be half
 /// of the old movie and half of the new.
 TEST(ReadRace, TheAnswerIsOneMovies) {
