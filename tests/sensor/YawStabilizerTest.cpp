@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "support/Geometry.h"
 #include "tests/kit/SensorBoxes.h"
 
 using Gyro = YawStabilizer::Gyro;
@@ -120,4 +121,10 @@ TEST(YawStabilizer, LoadsWhatTheModeNeedsAndReadsAnglesByVideoFrame) {
     yaw.yaws = {0, 1, 2, 3, 4, 5, 6, 7, 8};
     for (const auto& [frame, index] : {std::pair{-1, 0}, {1, 4}, {2, 8}, {INT32_MAX, 8}})
         EXPECT_EQ(yaw.acquire_yaw(frame), index);
+}
+
+TEST(YawStabilizer, ATurnOfTheAxesIsAMatrix) {
+    const auto turn = WEKU2::Quaternion<double>{0.5, 0.5, 0.5, 0.5}.toMatrix();
+    for (const auto& [row, expected] : {std::pair{0, 100.0}, {1, 1.0}, {2, 10.0}})
+        EXPECT_EQ(turn.rows[row].dot({1, 10, 100}), expected) << row;
 }
