@@ -43,4 +43,3 @@ with tempfile.TemporaryDirectory() as name:
         for attack in ATTACKS:
             forged = linesOf(folder, file, lambda text: (attack * 30)[: len(text)], options)
             assert len(forged) == len(honest), (file, attack, forged)
-print("no text of a file makes a line")

@@ -49,4 +49,3 @@ with tempfile.TemporaryDirectory() as name, Sondex(program) as probe:
         dump.validate(stream)
     assert [set(s[0]) - {"x", "y", "z", "timestamp"} for s in streams] == [{"yaw"}, set(), set()]
     assert math.isnan(dumpsOf("nan.mp4")[1][0]["x"]) and dumpsOf("clip.mp4") == [[], [], []]
-print("results and dumps follow the schemas")

@@ -58,4 +58,4 @@ if __name__ == "__main__":
         assert False
     except ValueError as failure:  # of a record that is only the program's words
         assert failure.doc.endswith("--jobs 1\n"), failure.doc
-    print("2000 names, a worker killed: every name once")
+    

@@ -86,6 +86,12 @@ ffmpeg("-ss", "0.55", "-i", "h264.mp4", "-c", "copy", "cut.mp4")
 assert cut["picture"] == 2 and hashes("-i", "cut.png") == hashes("-i", "h264.mp4", "-vf", f"select=eq(n\\,19),scale={SCALER},"
                                          "format=rgb24", "-fps_mode", "passthrough")
 
+# Without a word: the first picture that decodes, by its own number.
+hurt = bytearray(pathlib.Path("mjpeg.mp4").read_bytes())
+hurt[(begin := hurt.index(b"mdat") + 4):begin + 500] = bytes(500)
+pathlib.Path("hurt.mp4").write_bytes(hurt)
+assert frame("hurt.mp4")[0][0]["picture"] == 1
+
 # What a camera's picture says of itself; the camera is tilted by hand from picture 20 on.
 ffmpeg("-f", "lavfi", "-i", "testsrc2=size=640x320:rate=30000/1001:duration=2", *H264,
        "-metadata", "creation_time=2026-11-21T10:20:30Z", "clip.mp4")
