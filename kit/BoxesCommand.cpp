@@ -38,8 +38,8 @@ struct PlainValue : JsonValue {
     std::string operator()(const std::string& text) const {
         constexpr std::size_t most = 60;
         std::size_t shown = std::min(text.size(), most);
-        // Not through a character.
-        while (shown > 0 && shown < text.size() && (text[shown] & 0xC0) == 0x80)
+        // Not through a character, of which four bytes are the most.
+        while (shown < text.size() && shown + 3 > most && (text[shown] & 0xC0) == 0x80)
             --shown;
         return '"' + printable(std::string_view(text).substr(0, shown)) +
                (text.size() > most ? "\"..." : "\"");
