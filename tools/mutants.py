@@ -2,10 +2,10 @@
 """Plants the small faults of tools/mutants.txt, one at a time, in copies of the tree and runs the
 tests on each; prints those that no test sees.  usage: mutants.py [--quick] [PREFIX...]
 
-PREFIX: only faults whose file and line of the list, as "app/main.cpp:90", begin so. --quick: without
-the slow tests. Each processor has a copy and a build in build/mutants, which stay, so that the next
-run builds little. Ends with 1 when a fault survives without a reason, is not found in its file any
-more, or does not build.
+PREFIX: only faults whose file and line of the list, as "app/main.cpp:90", begin so. --quick:
+without the slow tests but those of the fault's own folder. Each processor has a copy and a build in
+build/mutants, which stay, so that the next run builds little. Ends with 1 when a fault survives
+without a reason, is not found in its file any more, or does not build.
 """
 
 import concurrent.futures
