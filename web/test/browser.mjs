@@ -7,6 +7,8 @@ import puppeteer from "puppeteer-core";
 
 const types = { ".html": "text/html", ".js": "text/javascript", ".css": "text/css" };
 
+const options = "--no-sandbox --disable-gpu --enable-unsafe-swiftshader --disable-quic --no-first-run --disable-background-networking --disable-component-update --disable-sync";
+
 /** Asked by the browser for itself, with or without a page. */
 const browsersOwn = /\b(googleapis|google|gvt1)\.com\b/;
 
@@ -29,12 +31,11 @@ class Proxy {
                 response.writeHead(404).end();
             }
         });
-        for (const event of ["connect", "upgrade"]) {
+        for (const event of ["connect", "upgrade"])
             this.server.on(event, (request, socket) => {
                 this.record(`${event} ${request.url}`);
                 socket.destroy();
             });
-        }
     }
 
     record(url) {
@@ -55,18 +56,7 @@ export async function startBrowser(root) {
         executablePath: "/usr/bin/chromium",
         userDataDir: profile,
         protocolTimeout: 60000,
-        args: [
-            "--no-sandbox",
-            "--disable-gpu",
-            "--enable-unsafe-swiftshader",
-            "--disable-quic",
-            "--no-first-run",
-            "--disable-background-networking",
-            "--disable-component-update",
-            "--disable-sync",
-            `--proxy-server=127.0.0.1:${port}`,
-            "--proxy-bypass-list=<-loopback>",
-        ],
+        args: [...options.split(" "), `--proxy-server=127.0.0.1:${port}`, "--proxy-bypass-list=<-loopback>"],
     });
     const stop = async () => {
         await browser.close();

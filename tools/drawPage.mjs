@@ -1,7 +1,7 @@
 // Draws the picture of the page that README shows.
 import { execFileSync } from "node:child_process";
 import { resolve } from "node:path";
-import { look, openPage, pick, startBrowser } from "./browser.mjs";
+import { look, openPage, pick, startBrowser } from "../web/test/browser.mjs";
 
 const { browser, stop } = await startBrowser(resolve("../build/web"));
 const page = await openPage(browser, { width: 1100, height: 1190 });
