@@ -18,6 +18,8 @@ import subprocess
 import sys
 import tempfile
 
+from samples import box, ffmpeg, full, ifd, jpeg, tiff
+
 MIB = 1 << 20
 RECORDS = {"KDTB": 24, "KDTC": 24, "KDTD": 16, "KDTG": 8}
 # So many records take a multiple of 2^32 bytes, whatever their unit.
@@ -25,11 +27,6 @@ WRAPS = 1 << 29
 SPATIAL = bytes.fromhex("28f311e2b7914f6f94e24f5deacb3c01")
 SPHERICAL = bytes.fromhex("ffcc8263f8554a938814587a02521fdd")
 XMP = bytes.fromhex("be7acfcb97a942e89c71999491e3afac")
-
-
-def box(code, *payload, claims=None):
-    body = b"".join(payload)
-    return struct.pack(">I4s", claims or len(body) + 8, code.encode("latin-1")) + body
 
 
 def chain(length, step):
@@ -42,14 +39,9 @@ def chain(length, step):
     return data.ljust(length, b"\0")
 
 
-def overlapping(count, unit, total):
-    """`count` boxes, each of which is as long as all that follow."""
-    return b"".join(unit(total - i * len(unit(8))) for i in range(count))
-
-
 def tracks(count):
-    track = lambda claims: box("trak", claims=claims)
-    return box("moov", overlapping(count, track, count * 8))
+    """Each is as long as all that follow."""
+    return box("moov", *(box("trak", claims=8 * (count - i)) for i in range(count)))
 
 
 def table(code, rows):
@@ -72,20 +64,6 @@ def uuid(kind, text):
     return box("uuid", kind, text)
 
 
-def ifd(*entries):
-    """An IFD of entries (tag, type, count, value)."""
-    return struct.pack(">H", len(entries)) + b"".join(struct.pack(">HHII", *e) for e in entries)
-
-
-def tiff(count, tail):
-    """The camera's four IFDs, of that many entries each; the last one leads to the next IFD."""
-    full = [(0x0001, 3, 1, 0)] * (count - 1)
-    size = 2 + 12 * count
-    return (b"MM\0*\0\0\0\x08" + ifd(*full, (0x8769, 4, 1, 8 + size))
-            + ifd(*full, (0x927C, 7, 8, 8 + 2 * size)) + b"Kesto\0\0\0"
-            + ifd(*full, (0x4001, 4, 1, 16 + 3 * size)) + ifd(*full, (0x0007, 3, 1, 0)) + tail)
-
-
 def longTexts(length):
     """A DNG in which all four texts of the record are nearly the whole file."""
     text = lambda tag: (tag, 2, length - 400, 300)
@@ -100,10 +78,6 @@ def longTexts(length):
     return data.ljust(280, b"\0") + struct.pack(">II", 200, 200).ljust(20, b"\0") + b"x" * length
 
 
-def jpeg(fill, data):
-    return b"\xFF\xD8" + b"\xFF" * fill + b"\xFF\xE1\xFF\xFFExif\0\0" + data
-
-
 def pictures(count):
     """A movie of the largest pictures of H.264, ten bytes each, none of which is a start. They refer
     to pictures that are missing, for which the decoder puts others of the same size."""
@@ -111,7 +85,6 @@ def pictures(count):
     samples = b"".join(bytes.fromhex("0000000a419a") + bytes([0x40 + 0x20 * (i % 5)])
                        + bytes.fromhex("268000040000c0") for i in range(count))
     entry = box("avc1", struct.pack(">6xH16xHH50x", 1, 16384, 8192), box("avcC", record))
-    full = lambda code, *numbers: box(code, struct.pack(f">{len(numbers) + 1}I", 0, *numbers))
     movie = lambda at: box("moov", box("trak", box("mdia",
         full("mdhd", 0, 0, 25, count, 0), box("hdlr", b"\0" * 8 + b"vide" + b"\0" * 13),
         box("minf", box("stbl", box("stsd", struct.pack(">II", 0, 1), entry), full("stts", 1, count, 1),
@@ -146,25 +119,15 @@ def hostileFiles(clip):
     text = b"<GSpherical:StitchingSoftware>" + b"x" * big + b"</GSpherical:StitchingSoftware>"
     yield "longSoftware.mp4", box("moov", box("trak", uuid(SPHERICAL, text))) + clip
     yield "longPosition.mp4", clip + udta(box("@xyz", b"x" * big), box("@mod", b"x" * big))
-    yield "note.mp4", clip + udta(box("KMKN", tiff(65535, b"")))
+    yield "note.mp4", clip + udta(box("KMKN", tiff(65535)))
     yield "pictures.mp4", pictures(600)
-    yield "fill.jpg", jpeg(2 * 31, tiff(4, b""))
-    yield "tooManyFills.jpg", jpeg(2 * 32, tiff(4, b""))
-    yield "fillBytes.jpg", jpeg(70000, tiff(4, b""))
-    yield "entries.jpg", jpeg(0, tiff(1300, b""))
-    yield "entries.dng", tiff(65535, b"")
+    yield "fill.jpg", jpeg(tiff(4), 2 * 31)
+    yield "tooManyFills.jpg", jpeg(tiff(4), 2 * 32)
+    yield "fillBytes.jpg", jpeg(tiff(4), 70000)
+    yield "entries.jpg", jpeg(tiff(1300))
+    yield "entries.dng", tiff(65535)
     yield "texts.dng", longTexts(big)
     yield "tail.dng", tiff(4, b"\0" * (2 * big))
-
-
-def makeClip(folder):
-    """A movie of one small picture; nothing without the program that makes it."""
-    if not shutil.which("ffmpeg"):
-        return b""
-    path = folder / "clip.mp4"
-    subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "color=size=32x16:rate=1:duration=1",
-                    "-c:v", "libx264", "-pix_fmt", "yuv420p", path], check=True, stdin=subprocess.DEVNULL)
-    return path.read_bytes()
 
 
 def bound():
@@ -204,10 +167,10 @@ def main():
     bad = 0
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
-        clip = makeClip(folder)
-        base = 0
-        if clip:
-            base = spend([program, folder / "clip.mp4"])[0]
+        clip, base = b"", 0
+        if shutil.which("ffmpeg"):
+            ffmpeg("-f", "lavfi", "-i", "color=size=32x16:rate=1:duration=1", "-pix_fmt", "yuv420p", folder / "clip.mp4")
+            clip, base = (folder / "clip.mp4").read_bytes(), spend([program, folder / "clip.mp4"])[0]
         print(f"a good movie takes {base / MIB:.1f} MiB" if clip else "no ffmpeg: bad movies only")
         if not makeAll(folder, clip, chosen):
             sys.exit("the files could not be made")

@@ -22,22 +22,15 @@ import termios
 import threading
 import time
 
+import samples
+
 FAILED = b'{"status":"failed"}'
-
-
-def ifd(*entries):
-    """An IFD of entries (tag, type, count, value)."""
-    return struct.pack(">H", len(entries)) + b"".join(struct.pack(">HHII", *e) for e in entries)
 
 
 def still(model):
     """A small JPEG of the camera, by whose model its answer is known."""
     text = model + b"\0"
-    first = ifd((0x0110, 2, len(text), 100), (0x8769, 4, 1, 38))
-    exif = ifd((0x927C, 7, 40, 52))
-    note = b"Kesto\0\0\0" + ifd((0x4001, 4, 1, 74)) + ifd()
-    return (b"\xFF\xD8\xFF\xE1\x7F\xFFExif\0\0MM\0*\0\0\0\x08"
-            + (first.ljust(30, b"\0") + exif + note).ljust(92, b"\0") + text)
+    return samples.jpeg(samples.tiff(2, bytes(4) + text, [(0x0110, 2, len(text), 124)]))
 
 
 def makeJobs(folder):
@@ -122,33 +115,11 @@ def checkLength(program, jobs, count, sanitized):
 
 def checkEarlyEnd(program, name, restoreSignals):
     """The consumer leaves after a few answers, while jobs are without end."""
-    with subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                          stderr=subprocess.PIPE, restore_signals=restoreSignals) as child:
-        def feed():
-            try:
-                while True:
-                    child.stdin.write((name + b"\n") * 100)
-            except BrokenPipeError:
-                pass
-
-        feeder = threading.Thread(target=feed, daemon=True)
-        feeder.start()
-        for _ in range(3):
-            child.stdout.readline()
-        child.stdout.close()
-        try:
-            child.wait(timeout=20)
-        except subprocess.TimeoutExpired:
-            child.kill()
-            sys.exit("the program works on although nobody listens")
-        words = child.stderr.read()
-        feeder.join()
-        try:
-            child.stdin.close()
-        except BrokenPipeError:
-            pass
-    if words:
-        sys.exit(f"not quiet: {words[:200]}")
+    words = 'yes "$1" 2>/dev/null | { timeout 20 "$0"; [ $? != 124 ] || echo "it works on" >&2; } | head -n 3'
+    outcome = subprocess.run(["bash", "-c", words, program, name], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                             restore_signals=restoreSignals)
+    if outcome.stderr:
+        sys.exit(f"not quiet: {outcome.stderr[:200]}")
 
 
 def checkLoss(program, name):
@@ -195,8 +166,6 @@ def checkLongLine(program):
         child.stdin.write(line[-1:])
         if not select.select([child.stdout], [], [], 30)[0]:
             sys.exit("a line of full length waits for more")
-        if child.communicate(b"\nmore")[0].count(b"result: ") != 2:
-            sys.exit("behind a full line not one more job")
 
 
 def main():

@@ -4,8 +4,39 @@ import struct
 import subprocess
 
 
-def run(*words):
-    subprocess.run(words, check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+def ffmpeg(*words):
+    """What it prints and complains of."""
+    words = ["ffmpeg", "-nostdin", "-v", "error", "-y", *words]
+    return subprocess.run(words, check=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True).stdout
+
+
+def box(code, *payload, claims=None):
+    body = b"".join(payload)
+    return struct.pack(">I4s", claims or len(body) + 8, code.encode("latin-1")) + body
+
+
+def full(code, *numbers):
+    """A box that begins with a version and flags."""
+    return box(code, struct.pack(f">{len(numbers) + 1}I", 0, *numbers))
+
+
+def ifd(*entries):
+    """An IFD of entries (tag, type, count, value)."""
+    return struct.pack(">H", len(entries)) + b"".join(struct.pack(">HHII", *e) for e in entries)
+
+
+def tiff(count, tail=b"", first=None):
+    """The camera's four IFDs, of that many entries each; the last one leads to the next IFD. `first`: what
+    the first one begins with."""
+    others = [(0x0001, 3, 1, 0)] * (count - 1)
+    size = 2 + 12 * count
+    return (b"MM\0*\0\0\0\x08" + ifd(*(first or others), (0x8769, 4, 1, 8 + size))
+            + ifd(*others, (0x927C, 7, 8, 8 + 2 * size)) + b"Kesto\0\0\0"
+            + ifd(*others, (0x4001, 4, 1, 16 + 3 * size)) + ifd(*others, (0x0007, 3, 1, 0)) + tail)
+
+
+def jpeg(data, fill=0):
+    return b"\xFF\xD8" + b"\xFF" * fill + b"\xFF\xE1\xFF\xFFExif\0\0" + data
 
 
 def withModel(still, text):
@@ -30,12 +61,10 @@ def make(folder, sampleMaker):
     """Fills the folder; returns the names by kind."""
     clip, picture = folder / "clip.mp4", folder / "picture.jpg"
     source = "testsrc2=size=320x160:rate=30:duration=1"
-    run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", source, "-c:v", "libx264", "-profile:v",
-        "baseline", "-pix_fmt", "yuv420p", clip)
-    run("ffmpeg", "-v", "error", "-f", "lavfi", "-i", source, "-frames:v", "1", picture)
-    for kind, name, origin in (("movie", "camera.MP4", clip), ("jpeg", "s.jpg", picture),
-                               ("dng", "s.DNG", picture)):
-        run(sampleMaker, kind, origin, folder / name)
+    ffmpeg("-f", "lavfi", "-i", source, "-c:v", "libx264", "-profile:v", "baseline", "-pix_fmt", "yuv420p", clip)
+    ffmpeg("-f", "lavfi", "-i", source, "-frames:v", "1", picture)
+    for kind, name, origin in (("movie", "camera.MP4", clip), ("jpeg", "s.jpg", picture), ("dng", "s.DNG", picture)):
+        subprocess.run([sampleMaker, kind, origin, folder / name], check=True, stdout=subprocess.DEVNULL)
     movie, still = (folder / "camera.MP4").read_bytes(), (folder / "s.jpg").read_bytes()
 
     def write(name, data):
