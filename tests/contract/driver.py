@@ -1,6 +1,8 @@
 """Drives one Sondex: a job line in, its result line read; and reads what Sondex prints."""
 
 import json
+import os
+import pathlib
 import re
 import subprocess
 
@@ -42,3 +44,9 @@ class Sondex:
             if line.startswith(b"result: "):
                 return readJson(line[len("result: "):].decode("ascii"))
         raise RuntimeError(f"the probe ended while it was asked about {path!r}")
+
+    def samplesOf(self, path, folder="."):
+        """A movie's accelerometer, gyro and compass samples; their dumps stay in the folder."""
+        dumps = [os.path.join(folder, f"kdt{letter}.json") for letter in "dbc"]
+        assert self.ask(str(path), *dumps)["status"] == "succeed", path
+        return [readJson(pathlib.Path(dump).read_text()) for dump in dumps]

@@ -15,7 +15,7 @@ except ImportError:
     sys.exit(77)
 
 program, sampleMaker, source = sys.argv[1:]
-from driver import Sondex, readJson  # noqa: E402
+from driver import Sondex  # noqa: E402
 import samples  # noqa: E402
 
 
@@ -39,13 +39,9 @@ with tempfile.TemporaryDirectory() as name, Sondex(program) as probe:
     assert models == ["12345678901234", "true,  x :1.5", "\\ \\u0041\\n\\\\ \\", "     567890123", "",
                       "inf, nan: -inf", "  null", "{}[],:\x7f'&<>;#`"], models
     # Dumps: all three streams, a stream with numbers that are not finite, and no samples.
-    def dumpsOf(file):
-        paths = [str(folder / kind) for kind in "tbc"]
-        assert probe.ask(str(folder / file), *paths)["status"] == "succeed"
-        return [readJson(pathlib.Path(path).read_text()) for path in paths]
-
-    streams = dumpsOf("camera.MP4")
+    streams = probe.samplesOf(folder / "camera.MP4", folder)
     for stream in streams:
         dump.validate(stream)
     assert [set(s[0]) - {"x", "y", "z", "timestamp"} for s in streams] == [{"yaw"}, set(), set()]
-    assert math.isnan(dumpsOf("nan.mp4")[1][0]["x"]) and dumpsOf("clip.mp4") == [[], [], []]
+    assert math.isnan(probe.samplesOf(folder / "nan.mp4", folder)[1][0]["x"])
+    assert probe.samplesOf(folder / "clip.mp4", folder) == [[], [], []]

@@ -1,40 +1,28 @@
 #!/usr/bin/env python3
 """Holds the pictures that sondexkit takes out of movies against ffmpeg's, and what they say of
-themselves against exiftool's and exiv2's reading.
-usage: frameTest.py KIT PROGRAM SAMPLE-MAKER"""
+themselves against exiftool's and exiv2's reading."""
 
 import json
 import math
 import os
-import pathlib
 import shutil
 import struct
 import subprocess
-import sys
-import tempfile
 
-kit, program, sampleMaker = (os.path.abspath(word) for word in sys.argv[1:4])
-folder = tempfile.TemporaryDirectory()
-os.chdir(folder.name)
+from common import ffmpeg, makeCamera, probe, read, run, shortFiles, write
+
 SCALER = "flags=bicubic+accurate_rnd+full_chroma_int+full_chroma_inp"
 
 
-def ffmpeg(*words):
-    words = ["ffmpeg", "-nostdin", "-v", "error", "-y", *words]
-    return subprocess.run(words, capture_output=True, check=True).stdout
-
-
 def frame(*words, status=0):
-    """Runs the command; returns the names of what it wrote and what it complained of."""
-    outcome = subprocess.run([kit, "frame", "--json", *words], capture_output=True, text=True)
-    assert outcome.returncode == status, (words, outcome)
-    assert outcome.stderr.count("\n") == (0 if status == 0 else 1) or status == 2, outcome.stderr
-    return [json.loads(line) for line in outcome.stdout.splitlines()], outcome.stderr
+    """What it says of the pictures that it wrote."""
+    lines = run("frame", "--json", *words, status=status).splitlines()
+    return [json.loads(line) for line in lines if line.startswith("{")]
 
 
 def hashes(*words):
     """Of the pixels of each picture."""
-    told = ffmpeg("-noautorotate", *words, "-pix_fmt", "rgb24", "-f", "framemd5", "-").decode()
+    told = ffmpeg("-noautorotate", *words, "-pix_fmt", "rgb24", "-f", "framemd5", "-")
     return [line.split()[-1] for line in told.splitlines() if not line.startswith("#")]
 
 
@@ -67,9 +55,9 @@ for name, (options, turn) in MOVIES.items():
     ffmpeg("-f", "lavfi", "-i", "testsrc2=size=322x162:rate=30000/1001", "-frames:v", "40", *options, movie)
     if name in TURNS:
         a, b, c, d = (number << 16 for number in TURNS[name])
-        contents = bytearray(pathlib.Path(movie).read_bytes())
+        contents = bytearray(read(movie))
         struct.pack_into(">5i", contents, contents.index(b"tkhd") + 44, a, b, 0, c, d)
-        pathlib.Path(movie).write_bytes(contents)
+        write(movie, contents)
     expected = hashes("-i", movie, "-vf", f"scale={SCALER},format=rgb24{turn}", "-fps_mode", "passthrough")
     shots = []
     for number in (0, 11, 13, 30, 39):
@@ -82,24 +70,21 @@ for name, (options, turn) in MOVIES.items():
 
 # An edit list hides what a cut keeps ahead of its beginning: numbers and times begin behind it.
 ffmpeg("-ss", "0.55", "-i", "h264.mp4", "-c", "copy", "cut.mp4")
-(cut,), _ = frame("cut.mp4", "--frame", "2", "--output", "cut.png")
+(cut,) = frame("cut.mp4", "--frame", "2", "--output", "cut.png")
 assert cut["picture"] == 2 and hashes("-i", "cut.png") == hashes("-i", "h264.mp4", "-vf", f"select=eq(n\\,19),scale={SCALER},"
                                          "format=rgb24", "-fps_mode", "passthrough")
 
 # Without a word: the first picture that decodes, by its own number.
-hurt = bytearray(pathlib.Path("mjpeg.mp4").read_bytes())
+hurt = bytearray(read("mjpeg.mp4"))
 hurt[(begin := hurt.index(b"mdat") + 4):begin + 500] = bytes(500)
-pathlib.Path("hurt.mp4").write_bytes(hurt)
-assert frame("hurt.mp4")[0][0]["picture"] == 1
+write("hurt.mp4", hurt)
+assert frame("hurt.mp4")[0]["picture"] == 1
 
 # What a camera's picture says of itself; the camera is tilted by hand from picture 20 on.
-ffmpeg("-f", "lavfi", "-i", "testsrc2=size=640x320:rate=30000/1001:duration=2", *H264,
-       "-metadata", "creation_time=2026-11-21T10:20:30Z", "clip.mp4")
-subprocess.run([sampleMaker, "movie", "clip.mp4", "camera.mp4"], check=True)
-(first, late), _ = frame("camera.mp4", "--every", "1.3")
-subprocess.run([program, "-kdtd:rows.json", "camera.mp4"], capture_output=True, check=True)
-rows = json.loads(pathlib.Path("rows.json").read_text())
-row = rows[late["picture"]]
+makeCamera("camera.mp4", "testsrc2=size=640x320:rate=30000/1001:duration=2", *H264, "-metadata",
+           "creation_time=2026-11-21T10:20:30Z")
+first, late = frame("camera.mp4", "--every", "1.3")
+row = probe.samplesOf("camera.mp4")[0][late["picture"]]
 words = ["exiftool", "-validate", "-all", "-j", "-n", "-G1", "-a", late["path"]]
 told = json.loads(subprocess.run(words, capture_output=True, check=True).stdout)[0]
 assert late["path"] == "camera-00038.jpg" and told["ExifTool:Validate"] == "0 0 0", told
@@ -123,13 +108,13 @@ listed = subprocess.run(["exiv2", "-PEXkt", late["path"]], capture_output=True, 
 assert "Xmp.GPano.PoseRollDegrees" in listed.stdout and not listed.stderr, listed
 
 # Without a word: a thumbnail; without the panorama: the pictures of both lenses.
-(small,), _ = frame("camera.mp4", "--thumbnail")
+(small,) = frame("camera.mp4", "--thumbnail")
 assert (small["width"], small["height"]) == (320, 160)
-assert b"Exif" not in pathlib.Path(small["path"]).read_bytes()[:100]
+assert b"Exif" not in read(small["path"])[:100]
 shutil.copy("camera.mp4", "lenses.mp4")
-subprocess.run([kit, "set", "--projection", "2", "lenses.mp4"], capture_output=True, check=True)
-(lenses,), _ = frame("lenses.mp4")
-jpeg = pathlib.Path(lenses["path"]).read_bytes()
+run("set", "--projection", "2", "lenses.mp4")
+(lenses,) = frame("lenses.mp4")
+jpeg = read(lenses["path"])
 assert b"KESTO" in jpeg and b"GPano" not in jpeg
 
 # A JPEG shows what the PNG does, and loses as much as is asked for.
@@ -137,25 +122,23 @@ for movie, height in (("h264.mp4", 161), ("turned.mov", 636)):
     frame(movie, "--width", "320", "--output", "same.png", "--force")
     losses = []
     for quality in ("95", "20"):
-        (same,), _ = frame(movie, "--width", "320", "--quality", quality, "--output", "same.jpg", "--force")
+        (same,) = frame(movie, "--width", "320", "--quality", quality, "--output", "same.jpg", "--force")
         assert same["height"] == height, same
-        told = subprocess.run(["ffmpeg", "-nostdin", "-i", "same.jpg", "-i", "same.png", "-lavfi",
-                               "psnr", "-f", "null", "-"], capture_output=True, text=True).stderr
+        told = ffmpeg("-v", "info", "-i", "same.jpg", "-i", "same.png", "-lavfi", "psnr", "-f", "null", "-")
         losses.append(float(told.split("average:")[1].split()[0]))
     assert losses[0] > 30 and losses[0] > losses[1] + 3, (movie, losses)
 
 shutil.copy("camera.mp4", "plain")
-assert frame("absent.mp4", "./plain", status=1)[0][0]["path"] == "./plain-00000.jpg"
+assert frame("absent.mp4", "./plain", status=1)[0]["path"] == "./plain-00000.jpg"
 frame("camera.mp4", "--output", "SHOT.PNG")
 
 # What is there is kept; failures are told in a line and leave nothing behind.
 before = sorted(os.listdir())
-kept = pathlib.Path(first["path"])
-kept.write_bytes(b"kept")
-assert "there already" in frame("camera.mp4", status=3)[1] and kept.read_bytes() == b"kept"
+write(first["path"], b"kept")
+assert "there already" in run("frame", "camera.mp4", status=3) and read(first["path"]) == b"kept"
 frame("camera.mp4", "--force")
-assert kept.read_bytes()[:2] == b"\xff\xd8"
-pathlib.Path("broken.mp4").write_bytes(pathlib.Path("clip.mp4").read_bytes()[:5000])
+assert read(first["path"])[:2] == b"\xff\xd8"
+write("broken.mp4", read("clip.mp4")[:5000])
 for words, status in (
         (["camera.mp4", "--at", "2.002"], 1), (["camera.mp4", "--frame", "60"], 1),
         (["cut.mp4", "--frame", str(2**64 - 1)], 1),
@@ -163,8 +146,7 @@ for words, status in (
         (["camera.mp4", "--at", "1", "--frame", "2"], 2),
         *((["camera.mp4", "--every", "1", "--output", name], 2)
           for name in ("%5d.jpg", "%s.jpg", "%05d%05d.jpg", "%%.jpg", "%00d.jpg", "one.jpg", "%05d.gif"))):
-    assert frame(*words, status=status)[0] == [], words
-limited = subprocess.run(["bash", "-c", 'ulimit -f 1; "$0" frame clip.mp4', kit], capture_output=True)
-assert limited.returncode == 1 and limited.stderr.count(b"\n") == 1, limited
+    assert frame(*words, status=status) == [], words
+run("frame", "clip.mp4", status=1, preexec_fn=shortFiles)
 os.remove("broken.mp4")
 assert sorted(os.listdir()) == before

@@ -1,45 +1,28 @@
 #!/usr/bin/env python3
 """Holds what `sondexkit motion` tells and draws against the dumps of Sondex, from which everything is
-worked out here once more.  usage: motionTest.py KIT PROGRAM SAMPLE-MAKER SOURCE"""
+worked out here once more."""
 
 import base64
 import csv
+import functools
 import html
 import json
 import math
 import os
-import pathlib
 import random
 import re
-import resource
 import struct
-import subprocess
-import sys
-import tempfile
 import xml.etree.ElementTree as ElementTree
 
-kit, program, sampleMaker = (os.path.abspath(word) for word in sys.argv[1:4])
-folder = tempfile.TemporaryDirectory()
-os.chdir(folder.name)
+from common import makeCamera, probe, read, run, shortFiles, write
+
+motion = functools.partial(run, "motion")
 FORMS = ("csv", "gcsv", "svg", "html")
 SVG = "{http://www.w3.org/2000/svg}"
 
 
-def run(*words, status=0, **more):
-    outcome = subprocess.run([kit, "motion", *words], capture_output=True, **more)
-    assert outcome.returncode == status, (words, outcome)
-    assert outcome.stderr.count(b"\n") == (status != 0) or status == 2, outcome.stderr
-    return outcome.stdout
-
-
 def written(movie, form):
-    return run(f"--{form}", "-", movie).decode()
-
-
-def dumps(movie):
-    words = [f"-kdt{letter}:{letter}.json" for letter in "dbc"]
-    subprocess.run([program, *words, movie], capture_output=True, check=True)
-    return [json.loads(pathlib.Path(f"{letter}.json").read_text()) for letter in "dbc"]
+    return motion(f"--{form}", "-", movie)
 
 
 def close(a, b, within=1e-5):
@@ -56,20 +39,18 @@ def axes(sample, factor=1):
 
 def changed(name, code, edit):
     """A copy of the sample in which `edit` changed the records of a stream, a list of lists."""
-    movie = bytearray(pathlib.Path("sample.mp4").read_bytes())
+    movie = bytearray(read("sample.mp4"))
     at = movie.index(code) + 4
     layout = {b"KDTB": "<fff4xQ", b"KDTG": "<Q"}[code]
     end = at + 16 + struct.unpack_from("<I", movie, at)[0] * struct.calcsize(layout)
     records = [list(record) for record in struct.iter_unpack(layout, movie[at + 16:end])]
     edit(records)
     movie[at + 16:end] = b"".join(struct.pack(layout, *record) for record in records)
-    pathlib.Path(name).write_bytes(movie)
+    write(name, movie)
 
 
-subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-f", "lavfi", "-i",
-                "testsrc2=size=64x32:rate=30000/1001:duration=4", "-pix_fmt", "yuv420p", "clip.mp4"], check=True)
-subprocess.run([sampleMaker, "movie", "clip.mp4", "sample.mp4"], check=True)
-accel, gyro, compass = dumps("sample.mp4")
+makeCamera("sample.mp4", "testsrc2=size=64x32:rate=30000/1001:duration=4", "-pix_fmt", "yuv420p")
+accel, gyro, compass = probe.samplesOf("sample.mp4")
 degrees = 180 / math.pi
 start = accel[0]["timestamp"]
 tilts = [math.atan2(math.hypot(a["x"], a["y"]), a["z"]) * degrees for a in accel]
@@ -77,7 +58,7 @@ yaws = [a["yaw"] * degrees for a in accel]
 level = [a["x"] == a["y"] == 0 for a in accel]
 
 # The summary.
-told = json.loads(run("--json", "sample.mp4"))
+told = json.loads(motion("--json", "sample.mp4"))
 for name, samples, stated in (("frames", accel, None), ("gyro", gyro, 200), ("compass", compass, 100)):
     times = [sample["timestamp"] for sample in samples]
     longest = max(range(len(times) - 1), key=lambda i: times[i + 1] - times[i])
@@ -95,7 +76,7 @@ assert close(told["fastestTurn"]["at"], (fastest["timestamp"] - start) / 1e9)
 assert [i for a, b in told["halfTurnedFrames"] for i in range(a, b + 1)] == [
     i for i in range(len(accel)) if level[i]] and any(level) and not all(level)
 assert (told["yawMode"], told["accelerometer"]["perFrame"], told["upsideDown"]) == ("follow", True, False)
-assert ": " + ", ".join(f"{a}-{b}" for a, b in told["halfTurnedFrames"]) in run("sample.mp4").decode()
+assert ": " + ", ".join(f"{a}-{b}" for a, b in told["halfTurnedFrames"]) in motion("sample.mp4")
 
 # The table and the log.
 rows = list(csv.DictReader(written("sample.mp4", "csv").splitlines()))
@@ -171,7 +152,7 @@ def pause(records):
 
 
 changed("pause.mp4", b"KDTB", pause)
-told = json.loads(run("--json", "pause.mp4"))["gyro"]
+told = json.loads(motion("--json", "pause.mp4"))["gyro"]
 hole = gyro[399]["timestamp"] - start
 assert told["gaps"] == 1 and told["stepsBack"] == 1 and close(told["longestGaps"][0]["at"], hole / 1e9)
 assert close(told["longestGaps"][0]["seconds"], 0.505, 0.01)
@@ -181,8 +162,8 @@ assert peaks.count(5) == peaks.count(-5) == 15, "no peak is left out"
 drawnGyro = drawn.split("Gyro")[1]
 ends = [float(re.search(x, drawn, re.S)[1]) for x in (r'"gap" x="([\d.]+)', r'>Gyro<.*?"a" points="[^"]* ([\d.]+),')]
 assert drawnGyro.count('<polyline class="a"') == 2 and abs(ends[0] - ends[1]) < 0.2, "no line leads across a gap"
-assert drawn.count('class="gap"') == 2 and b"1 gap: 0.505 s" in run("pause.mp4")
-pathlib.Path("gyro.mp4").write_bytes(re.sub(b"KDT[DG]", b"skip", pathlib.Path("sample.mp4").read_bytes()))
+assert drawn.count('class="gap"') == 2 and "1 gap: 0.505 s" in motion("pause.mp4")
+write("gyro.mp4", re.sub(b"KDT[DG]", b"skip", read("sample.mp4")))
 assert "\nt,gx,gy,gz\n0," in written("gyro.mp4", "gcsv")
 chance = random.Random(18)
 odd = [math.nan, math.inf, -math.inf, 3e38, 1e-45, 0.0]
@@ -197,40 +178,39 @@ for code, values in ((b"KDTB", [0, 1, 2**63, 2**64 - 1, 10**9]), (b"KDTG", [0, 2
     assert not re.search("nan|inf", written("odd.mp4", "svg") + written("odd.mp4", "gcsv"))
     assert not re.search(",,|,$", written("odd.mp4", "gcsv"), re.M)
     ElementTree.fromstring(written("odd.mp4", "svg"))
-    json.loads(run("--json", "odd.mp4"), parse_constant=lambda word: 1 / 0)
-    run("odd.mp4")
+    json.loads(motion("--json", "odd.mp4"), parse_constant=lambda word: 1 / 0)
+    motion("odd.mp4")
 
 # Names that are markup.
 name = b"<b>&amp;\"' ]]>\x01\xff\xef\xbf\xbf" + "ü".encode() * 50 + b".mp4"
 os.symlink("sample.mp4", name)
-title, shown = [next(ElementTree.fromstring(run("--svg", "-", name)).iter(SVG + tag)).text for tag in ("title", "text")]
+title, shown = [next(ElementTree.fromstring(motion("--svg", "-", name)).iter(SVG + tag)).text for tag in ("title", "text")]
 assert title == "Motion of <b>&amp;\"' ]]> \ufffd\ufffd" + "ü" * 50 + ".mp4"
 assert shown.endswith("ü…") and shown.count("\ufffd") == 2
-page = run("--html", "-", name).decode()
+page = motion("--html", "-", name)
 assert "<b>" not in page and title in html.unescape(page)
-assert base64.b64decode(json.loads(run("--json", name))["pathBytes"]) == name
+assert base64.b64decode(json.loads(motion("--json", name))["pathBytes"]) == name
 
 # Outputs are there whole or not at all, and never in place of what is dear.
 everything = [word for form in FORMS for word in (f"--{form}", f"out.{form}")]
-movie = pathlib.Path("sample.mp4").read_bytes()
+movie = read("sample.mp4")
 os.link("sample.mp4", "link.mp4")
-pathlib.Path("text.mp4").write_text("no movie\n")
+write("text.mp4", b"no movie\n")
 for words, status in (([*everything, "text.mp4"], 1), ([*everything, "clip.mp4"], 1), (["--svg", "out.svg", "clip.mp4"], 1),
                       ([*everything, "gone.mp4"], 1), (["text.mp4", "sample.mp4"], 1),
                       (["--csv", "no/folder.csv", "sample.mp4"], 4), (["--csv", "/dev/full", "sample.mp4"], 4),
                       (["--overwrite", "--csv", "link.mp4", "sample.mp4"], 3),
                       (["--csv", "-", "--svg", "-", "sample.mp4"], 2), (["--csv", "-", "a", "b"], 2), ([], 2)):
-    run(*words, status=status)
-assert json.loads(run("--json", "text.mp4", status=1))["error"]["code"] == "notAMovie"
-run("--html", "out.html", "sample.mp4", status=4,
-    preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (5000, 5000)))
+    motion(*words, status=status)
+assert json.loads(motion("--json", "text.mp4", status=1).splitlines()[0])["error"]["code"] == "notAMovie"
+motion("--html", "out.html", "sample.mp4", status=4, preexec_fn=shortFiles)
 assert not [entry for entry in os.listdir() if entry.startswith(("out", "."))]
-pathlib.Path("out.svg").write_text("mine")
+write("out.svg", b"mine")
 os.chmod("out.svg", 0o604)
 os.umask(0o027)
-assert b"--overwrite" in subprocess.run([kit, "motion", *everything, "sample.mp4"], stderr=subprocess.PIPE).stderr
-assert pathlib.Path("out.svg").read_text() == "mine" and not pathlib.Path("out.csv").exists()
-assert b"fastest turn" in run("--overwrite", *everything, "sample.mp4")
-assert all(pathlib.Path(f"out.{form}").read_text() == written("sample.mp4", form) for form in FORMS)
+assert "--overwrite" in motion(*everything, "sample.mp4", status=3)
+assert read("out.svg") == b"mine" and not os.path.exists("out.csv")
+assert "fastest turn" in motion("--overwrite", *everything, "sample.mp4")
+assert all(read(f"out.{form}").decode() == written("sample.mp4", form) for form in FORMS)
 assert [os.stat(f"out.{form}").st_mode & 0o777 for form in FORMS] == [0o640, 0o640, 0o604, 0o640]
-assert b"motion  none" in run("clip.mp4") and pathlib.Path("sample.mp4").read_bytes() == movie
+assert "motion  none" in motion("clip.mp4") and read("sample.mp4") == movie
