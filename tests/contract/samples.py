@@ -1,7 +1,22 @@
 """The files that the contract's tests ask about: samples of every kind, odd and damaged ones."""
 
+import json
+import pathlib
 import struct
 import subprocess
+import sys
+
+
+def validator(name):
+    """Of the schema; a test that needs it is skipped on a machine without the means."""
+    try:
+        import jsonschema
+    except ImportError:
+        print("python3-jsonschema is missing")
+        sys.exit(77)
+    schema = json.loads((pathlib.Path(__file__).parents[2] / "docs/schema" / name).read_text())
+    jsonschema.Draft202012Validator.check_schema(schema)
+    return jsonschema.Draft202012Validator(schema)
 
 
 def ffmpeg(*words):

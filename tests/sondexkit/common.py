@@ -20,7 +20,7 @@ probe = Sondex(program)
 
 def run(*words, status=0, **more):
     """What sondexkit prints and complains of, which is one line where it fails."""
-    outcome = subprocess.run([kit, *words], capture_output=True, text=True, **more)
+    outcome = subprocess.run([kit, *words], capture_output=True, text=True, stdin=subprocess.DEVNULL, **more)
     assert outcome.returncode == status, (words, outcome)
     ownWords = status == 2 or words[0] in ("cut", "tag")
     assert ownWords or outcome.stderr.count("\n") == (status != 0), outcome.stderr

@@ -3,10 +3,11 @@
 the whole run suffer.  usage: scanTest.py KIT PROGRAM SAMPLE-MAKER SOURCE [FACTOR [FOLDER]]
 
 FACTOR multiplies the number of files and of kills, which the suite leaves at 1; the files below
-FOLDER are read besides those that are made."""
+FOLDER, a whole path, are read besides those that are made."""
 
 import base64
 import collections
+import contextlib
 import fcntl
 import json
 import os
@@ -19,23 +20,13 @@ import signal
 import struct
 import subprocess
 import sys
-import tempfile
-import threading
 import time
 
-kit, program, sampleMaker, source = sys.argv[1:5]
+from common import kit, run, sampleMaker, source, write
+import samples
+
 factor = int(sys.argv[5]) if len(sys.argv) > 5 else 1
-sys.path[:0] = [source + "/tests/contract", source + "/python"]
-import samples  # noqa: E402
-
-try:
-    import jsonschema
-except ImportError:
-    print("python3-jsonschema is missing")
-    sys.exit(77)
-
-text = json.loads(pathlib.Path(source, "docs/schema/record.schema.json").read_text())
-schema = jsonschema.Draft202012Validator(text)
+schema = samples.validator("record.schema.json")
 chance = random.Random(16)
 sanitized = b"__asan_init" in pathlib.Path(kit).read_bytes()
 
@@ -46,10 +37,8 @@ def nameOf(record):
 
 def recordsOf(output):
     """Every line as a record, by strict rules."""
-    def refuse(word):
-        raise ValueError(word)
     assert output.endswith(b"\n") or not output
-    return [json.loads(line, parse_constant=refuse) for line in output.splitlines()]
+    return [json.loads(line, parse_constant=lambda word: 1 / 0) for line in output.splitlines()]
 
 
 def scan(*words, names=None, status=(0, 1), **more):
@@ -153,16 +142,11 @@ def testSandboxes(folder):
         process.kill(), process.communicate()
 
 
-def testKilledWorkers(names):
+def testKilledWorkers(folder, names):
     """Whoever kills or stops workers costs nothing but time; every name has its record."""
-    process = subprocess.Popen([kit, "scan", "--files-from", "-", "-0", "--timeout", "1", "-j", "2",
-                                "--no-decode"],
-                               stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-    wanted, killed = 20 * factor, 0
-    collected = []
-    reader = threading.Thread(target=lambda: collected.append(process.stdout.read()))
-    reader.start()
-    given = 0
+    words = [kit, "scan", "--files-from", "-", "-0", "--timeout", "1", "-j", "2", "--no-decode", "-o", "killed"]
+    process = subprocess.Popen(words, stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    wanted, killed, given = 20 * factor, 0, 0
     while killed < wanted or given < len(names):
         # Names are fed as kills happen, so that there is work left for every kill.
         upto = len(names) if killed == wanted else (killed + 1) * len(names) // (wanted + 1)
@@ -172,18 +156,12 @@ def testKilledWorkers(names):
         time.sleep(chance.uniform(0, 0.02))
         workers = children(process.pid)
         if workers and killed < wanted:
-            how = signal.SIGSTOP if killed == wanted - 1 else signal.SIGKILL
-            try:
-                os.kill(chance.choice(workers), how)
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(chance.choice(workers), signal.SIGSTOP if killed == wanted - 1 else signal.SIGKILL)
                 killed += 1
-            except ProcessLookupError:
-                pass
-    process.stdin.close()
-    reader.join()
-    errors = process.stderr.read()
-    assert process.wait() in (0, 1), errors
-    process.stderr.close(), process.stdout.close()
-    records = recordsOf(collected[0])
+    process.communicate()
+    assert process.returncode in (0, 1), process
+    records = recordsOf((folder / "killed").read_bytes())
     assert collections.Counter(map(nameOf, records)) == collections.Counter(names)
     # A file may be unlucky three times, hardly many of them.
     assert sum(codes(records)[c] for c in ("crashed", "timeout")) <= 2 + wanted // 20, codes(records)
@@ -247,7 +225,7 @@ def testOutputs(names):
     # A worker takes a descriptor, of which there may be more than a program has at first.
     assert scan("-j", "40", names=names * 10, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (16, 256)))
     for words in (["scan"], ["scan", "--bad"], [], ["scan", "--resume", "x"], ["facts"]):
-        assert subprocess.run([kit, *words], capture_output=True, stdin=subprocess.DEVNULL).returncode == 2, words
+        run(*words, status=2)
 
 
 def testClosedStreams(folder):
@@ -259,35 +237,31 @@ def testClosedStreams(folder):
 
 
 def testPeople(folder):
-    def run(*words):
-        return subprocess.run([kit, *map(str, words)], capture_output=True, text=True)
-    table = run("facts", folder / "camera.MP4", folder / "missing.dng", folder / "s.DNG")
-    assert table.returncode == 1 and "missing.dng" in table.stderr and table.stderr.count("\n") == 1, table
-    assert "  camera             KESTO ZELVA Q7\n" in table.stdout and "DNG still\n" in table.stdout
+    table = run("facts", "camera.MP4", "missing.dng", "s.DNG", status=1)
+    assert "missing.dng" in table and "  camera             KESTO ZELVA Q7\n" in table and "DNG still\n" in table, table
     south = bytearray((folder / "camera.MP4").read_bytes().replace(b"+35.6895+139.6917+40.0", b"-35.6895-139.6917-40.0"))
     struct.pack_into(">I", south, south.index(b"mvhd") + 20, 3_725_500)
-    (folder / "south.mp4").write_bytes(south)
-    rate = json.loads(run("facts", "--json", folder / "south.mp4").stdout)["videoBitRate"] / 1e6
-    rows = {re.sub("  +", ": ", row.strip()) for name in ("south.mp4", "s.DNG") for row in run("facts", folder / name).stdout.splitlines()}
+    write("south.mp4", south)
+    rate = json.loads(run("facts", "--json", "south.mp4"))["videoBitRate"] / 1e6
+    rows = {re.sub("  +", ": ", row.strip()) for row in run("facts", "south.mp4", "s.DNG").splitlines()}
     expected = {"position: 35.68950 S, 139.69170 W, -40.0 m", "duration: 3725.50 s (1:02:05)", "accelerometer: 30 samples/s",
                 "gyro: 200 samples/s", "compass: 100 samples/s", "stabilisation: setting 4, direction free", "quality: fine",
                 "pitch: 10.5 degrees", "roll: -2.5 degrees", "view heading: 90 degrees", f"video bit rate: {rate:.2f} Mbit/s"}
     assert expected <= rows, expected - rows
-    shown = run("boxes", folder / "south.mp4").stdout
+    shown = run("boxes", "south.mp4")
     assert re.search(r"\n +\d+ +\d+      tkhd  version=0 .*width=320", shown) and "'http://ns.google.com/v\"...\n" in shown
-    printed = run("facts", "--json", folder / "camera.MP4").stdout.encode()
-    assert recordsOf(printed) == recordsOf(scan(str(folder / "camera.MP4")).stdout)
-    boxes = json.loads(run("boxes", "--json", folder / "camera.MP4").stdout)["boxes"]
+    assert recordsOf(run("facts", "--json", "camera.MP4").encode()) == recordsOf(scan("camera.MP4").stdout)
+    boxes = json.loads(run("boxes", "--json", "camera.MP4"))["boxes"]
     end = 0
     for box in boxes:
         assert box["offset"] == end
         end += box["size"]
-    assert end == (folder / "camera.MP4").stat().st_size
+    assert end == os.stat("camera.MP4").st_size
     moov = next(b for b in boxes if b["type"] == "moov")
     assert any(b["type"] == "mvhd" and "timescale" in str(b).lower() for b in moov["boxes"]), moov
-    assert run("boxes", folder / "s.jpg").returncode == 1
+    run("boxes", "s.jpg", status=1)
     # Every option is in the manual and known to zsh; bash asks the program.
-    words = {w for line in run("scan", "--help").stdout.splitlines()
+    words = {w for line in run("scan", "--help").splitlines()
              for w in line.split()[:1] if w.startswith("-") for w in w.split(",")}
     for page in ("docs/sondexkit.1.scd", "completions/_sondexkit"):
         written = pathlib.Path(source, page).read_text()
@@ -297,8 +271,7 @@ def testPeople(folder):
 def testPython(folder):
     import wheel_of_sondex
     wheel = wheel_of_sondex.build_wheel(folder)
-    version = subprocess.run([kit, "--version"], capture_output=True, text=True).stdout.split()[1]
-    assert wheel == f"sondex-{version}-py3-none-any.whl"
+    assert wheel == f"sondex-{run('--version').split()[1]}-py3-none-any.whl"
     sys.path.insert(0, str(folder / wheel))
     import sondex
     assert wheel in sondex.__file__
@@ -325,15 +298,14 @@ def testPython(folder):
     assert str(failure) == "scan --files-from - -0 --quiet --jobs 2 --timeout 3 --memory 64 --no-decode"
 
 
-with tempfile.TemporaryDirectory() as name:
-    folder = pathlib.Path(name)
-    kinds = samples.make(folder, sampleMaker)
-    plain = [os.fsencode(folder / f) for kind in ("movies", "models", "stills") for f in kinds[kind]]
-    names = [os.fsencode(f) for kind in kinds.values() for f in kind] + strange(folder, kinds) + [b"hog.dng"]
-    for test, words in ((testAllKinds, (folder, names)), (testFolders, (folder,)), (testSandboxes, (folder,)),
-                        (testKilledWorkers, (plain * (1000 * factor),)), (testKilledRuns, (folder, plain)),
-                        (testOutputs, (plain,)), (testClosedStreams, (folder,)),
-                        (testPeople, (folder,)), (testPython, (folder,))):
-        started = time.monotonic()
-        test(*words)
-        print(f"{test.__name__}: {time.monotonic() - started:.1f} s", flush=True)
+folder = pathlib.Path.cwd()
+kinds = samples.make(folder, sampleMaker)
+plain = [os.fsencode(folder / f) for kind in ("movies", "models", "stills") for f in kinds[kind]]
+names = [os.fsencode(f) for kind in kinds.values() for f in kind] + strange(folder, kinds) + [b"hog.dng"]
+for test, words in ((testAllKinds, (folder, names)), (testFolders, (folder,)), (testSandboxes, (folder,)),
+                    (testKilledWorkers, (folder, plain * (1000 * factor),)), (testKilledRuns, (folder, plain)),
+                    (testOutputs, (plain,)), (testClosedStreams, (folder,)),
+                    (testPeople, (folder,)), (testPython, (folder,))):
+    started = time.monotonic()
+    test(*words)
+    print(f"{test.__name__}: {time.monotonic() - started:.1f} s", flush=True)
