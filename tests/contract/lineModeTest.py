@@ -24,7 +24,7 @@ import time
 
 import samples
 
-FAILED = b'{"status":"failed"}'
+FAILED = {"status": "failed"}
 
 
 def still(model):
@@ -34,28 +34,27 @@ def still(model):
 
 
 def makeJobs(folder):
-    """Pairs of a job's name and its answer: the model of a good still, or None."""
+    """Pairs of a job's name and its answer."""
     jobs = []
     odd = bytes(b for b in range(1, 256) if b not in b"\t\n\r/")
     for i in range(50):
         name = folder + b"/good%d%s.jpg" % (i, odd[i * 5:i * 5 + 5])
-        model = b"camera %d" % i
-        pathlib.Path(os.fsdecode(name)).write_bytes(still(model))
-        jobs.append((name, model.decode()))
+        pathlib.Path(os.fsdecode(name)).write_bytes(still(b"camera %d" % i))
+        jobs.append((name, {"status": "succeed", "type": "JPEG", "model": f"camera {i}"}))
     bad = {b"cut.jpg": still(b"cut")[:90], b"empty.DNG": b"", b"empty.mp4": b"",
            b"no.dng": still(b"no"), b"still.mp4": still(b"still"),
            b"boxes.mp4": b"\0\0\0\x10moov\x7F\xFF\xFF\xFFtrak" * 40,
            b"\xC3\xA9\xFF\xE3\x81.MP4": b"\0" * 100}
     for name, data in bad.items():
         pathlib.Path(os.fsdecode(folder + b"/" + name)).write_bytes(data)
-        jobs.append((folder + b"/" + name, None))
+        jobs.append((folder + b"/" + name, FAILED))
     for kind in (b"d.jpg", b"d.DNG", b"d.mp4"):
         os.mkdir(folder + b"/" + kind)
         os.mkfifo(folder + b"/f" + kind)
-        jobs += [(folder + b"/" + kind, None), (folder + b"/f" + kind, None)]
-    jobs += [(b"missing" + odd + b"." + kind, None) for kind in (b"mp4", b"jpeg", b"dng")]
-    jobs += [(b"x" * 3000 + b".jpg", None), (b"\\", None), (b" ", None), (b"/dev/null", None),
-             (b"/dev/zero", None), (b"-h", None), (b"%s%n", None)]
+        jobs += [(folder + b"/" + kind, FAILED), (folder + b"/f" + kind, FAILED)]
+    jobs += [(b"missing" + odd + b"." + kind, FAILED) for kind in (b"mp4", b"jpeg", b"dng")]
+    jobs += [(b"x" * 3000 + b".jpg", FAILED), (b"\\", FAILED), (b" ", FAILED), (b"/dev/null", FAILED),
+             (b"/dev/zero", FAILED), (b"-h", FAILED), (b"%s%n", FAILED)]
     return jobs
 
 
@@ -71,46 +70,30 @@ def usage(pid):
     return tuple(map(min, zip(*readings)))
 
 
-def answerOf(result):
-    return None if result == FAILED else json.loads(result)["model"]
-
-
 def checkLength(program, jobs, count, sanitized):
-    order = random.Random(7).choices(jobs, k=count)
-    tenth, goOn = count // 10, threading.Event()
-    early, late = None, None
+    def feed(part):
+        for at, (name, _) in enumerate(part):
+            child.stdin.write(name + (b"\r\n" if at % 5 == 0 else b"\n\n\t\n"))
+        child.stdin.flush()
+
+    order, readings = random.Random(7).choices(jobs, k=count), []
     with subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                           stderr=subprocess.DEVNULL) as child:
-        def feed():
-            for at, (name, _) in enumerate(order):
-                if at == tenth:
-                    child.stdin.flush()
-                    goOn.wait()
-                child.stdin.write(name + (b"\r\n" if at % 5 == 0 else b"\n\n\t\n"))
-            child.stdin.flush()
-
-        feeder = threading.Thread(target=feed, daemon=True)
-        feeder.start()
-        done = 0
-        for line in child.stdout:
-            if not line.startswith(b"result: "):
-                continue
-            got, expected = answerOf(line[8:].rstrip(b"\n")), order[done][1]
-            if got != expected:
-                sys.exit(f"job {done}, {order[done][0]}: {got} and not {expected}")
-            done += 1
-            if done == tenth:
-                early = usage(child.pid)
-                goOn.set()
-            if done == count:
-                feeder.join()
-                late = usage(child.pid)
-                child.stdin.close()
-        status = child.wait()
-    if done != count or status != 0:
-        sys.exit(f"{done} answers to {count} jobs, status {status}")
-    if early[1] != late[1] or (late[0] > early[0] + 2048 and not sanitized):
-        sys.exit(f"not flat: {early[0]} KiB, {early[1]} descriptors; then {late[0]}, {late[1]}")
+        results = (json.loads(line[8:]) for line in child.stdout if line.startswith(b"result: "))
+        for part in (order[:count // 10], order[count // 10:]):
+            feeder = threading.Thread(target=feed, args=[part], daemon=True)
+            feeder.start()
+            for name, expected in part:
+                if (got := next(results, None)) != expected:
+                    sys.exit(f"{name}: {got} and not {expected}")
+            feeder.join()
+            readings.append(usage(child.pid))
+        child.stdin.close()
+        if more := list(results):
+            sys.exit(f"answers to no job: {more}")
+    (early, files), (late, filesLater) = readings
+    if child.returncode or files != filesLater or (late > early + 2048 and not sanitized):
+        sys.exit(f"status {child.returncode}; {early} KiB, {files} descriptors; then {late}, {filesLater}")
 
 
 def checkEarlyEnd(program, name, restoreSignals):

@@ -22,7 +22,7 @@ import subprocess
 import sys
 import time
 
-from common import kit, run, sampleMaker, source, write
+from common import kit, read, run, sampleMaker, source, write
 import samples
 
 factor = int(sys.argv[5]) if len(sys.argv) > 5 else 1
@@ -41,10 +41,10 @@ def recordsOf(output):
     return [json.loads(line, parse_constant=lambda word: 1 / 0) for line in output.splitlines()]
 
 
-def scan(*words, names=None, status=(0, 1), **more):
+def scan(*words, names=None, status=(0, 1), stdout=subprocess.PIPE, **more):
     text = None if names is None else b"".join(name + b"\0" for name in names)
     words = [kit, "scan", *words] + (["--files-from", "-", "-0"] if names is not None else [])
-    outcome = subprocess.run(words, input=text, capture_output=True, **more)
+    outcome = subprocess.run(words, input=text, stdout=stdout, stderr=subprocess.PIPE, **more)
     assert outcome.returncode in status, (outcome.returncode, outcome.stderr)
     return outcome
 
@@ -62,26 +62,24 @@ def children(process):
     return [int(child) for child in listed]
 
 
-def strange(folder, files):
+def strange():
     """Names and kinds of files that scripts stumble over."""
     odd = [b"tab\there.jpg", b"line\nfeed.jpg", b"\xff\xfe.jpg", b'quo"te\\.jpg', b" .jpg", "ü€.jpg".encode(),
            b"-r", b"\x1b[31m.jpg"]
-    for name in odd:
-        shutil.copy(folder / "s.jpg", os.fsencode(folder) + b"/" + name)
-    os.mkfifo(folder / "fifo.mp4")
-    (folder / "inner.mp4").mkdir()
-    shutil.copy(folder / "s.jpg", folder / "inner.mp4" / "deep.JPG")
+    os.mkfifo("fifo.mp4")
+    os.mkdir("inner.mp4")
+    for name in (*odd, "inner.mp4/deep.JPG"):
+        shutil.copy("s.jpg", name)
     for name in ("unnamed", "clip.MOV"):
-        shutil.copy(folder / "camera.MP4", folder / name)
+        shutil.copy("camera.MP4", name)
     for name in ("loop", "loop.mp4"):
-        (folder / name).symlink_to(folder)
-    with open(folder / "hog.dng", "wb") as hog:  # a still that is read whole
-        hog.write((folder / "s.DNG").read_bytes())
-        hog.truncate(3 << 30)
+        os.symlink(folder, name)
+    shutil.copy("s.DNG", "hog.dng")
+    os.truncate("hog.dng", 3 << 30)  # a still that is read whole
     return odd + [b"fifo.mp4", b"inner.mp4", b"/dev/null", b"/dev/zero", b"missing\n.jpg", b"x" * 5000]
 
 
-def testAllKinds(folder, names):
+def testAllKinds():
     real = [os.fsencode(p) for p in pathlib.Path(sys.argv[6]).rglob("*") if p.is_file()] if sys.argv[6:] else []
     asked = [n if n.startswith(b"/") else os.fsencode(folder) + b"/" + n for n in names] + real
     chosen = asked + [chance.choice(asked) for _ in range(500 * factor)]
@@ -109,7 +107,7 @@ def testAllKinds(folder, names):
     assert {nameOf(r): r for r in plain} == {nameOf(r): r for r in ordered}
 
 
-def testFolders(folder):
+def testFolders():
     def found(*words):
         return {nameOf(r).decode(errors="replace") for r in recordsOf(scan("-r", "--memory", "64", *words, f"{folder}/").stdout)}
     by_name, by_content = found("--no-decode"), found("--no-decode", "--all")
@@ -120,13 +118,12 @@ def testFolders(folder):
         os.fsencode(folder) + b"/" + n for n in (b"gone,\".jpg", b"\xff\xfe.jpg")], status=[1]).stdout.decode().splitlines()
     assert table[0] == "path,pathBytes,model,error.code"
     assert f"{folder}/s.jpg,,KESTO ZELVA Q7," in table and f'"{folder}/gone,"".jpg",,,notFound' in table
-    lines = folder / "lines"
-    lines.write_text(f"{folder}/ .jpg\n\n{folder}/s.jpg")
-    listed = recordsOf(scan("--files-from", str(lines), "--ordered", status=[0]).stdout)
-    assert [nameOf(r).decode() for r in listed] == [f"{folder}/ .jpg", f"{folder}/s.jpg"]
+    write("lines", b" .jpg\n\ns.jpg")
+    listed = recordsOf(scan("--files-from", "lines", "--ordered", status=[0]).stdout)
+    assert [nameOf(r) for r in listed] == [b" .jpg", b"s.jpg"]
 
 
-def testSandboxes(folder):
+def testSandboxes():
     """By its first word whoever reads a file can do no more, and the crash of one does not pass for an end."""
     movie = str(folder) + "/." * 200 + "/camera.MP4"  # of which the pipe holds few
     for words in (["facts"], ["boxes"], ["motion"], ["frame", "--force", "--every", "0.03"], ["scan", "-j", "1"]):
@@ -142,11 +139,11 @@ def testSandboxes(folder):
         process.kill(), process.communicate()
 
 
-def testKilledWorkers(folder, names):
+def testKilledWorkers():
     """Whoever kills or stops workers costs nothing but time; every name has its record."""
     words = [kit, "scan", "--files-from", "-", "-0", "--timeout", "1", "-j", "2", "--no-decode", "-o", "killed"]
     process = subprocess.Popen(words, stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    wanted, killed, given = 20 * factor, 0, 0
+    names, wanted, killed, given = plain * (1000 * factor), 20 * factor, 0, 0
     while killed < wanted or given < len(names):
         # Names are fed as kills happen, so that there is work left for every kill.
         upto = len(names) if killed == wanted else (killed + 1) * len(names) // (wanted + 1)
@@ -160,24 +157,23 @@ def testKilledWorkers(folder, names):
                 os.kill(chance.choice(workers), signal.SIGSTOP if killed == wanted - 1 else signal.SIGKILL)
                 killed += 1
     process.communicate()
+    records = recordsOf(read("killed"))
     assert process.returncode in (0, 1), process
-    records = recordsOf((folder / "killed").read_bytes())
     assert collections.Counter(map(nameOf, records)) == collections.Counter(names)
     # A file may be unlucky three times, hardly many of them.
     assert sum(codes(records)[c] for c in ("crashed", "timeout")) <= 2 + wanted // 20, codes(records)
 
 
-def testKilledRuns(folder, names):
+def testKilledRuns():
     """The whole run is killed again and again, and gone on with."""
-    output, listed = folder / "resumed.jsonl", folder / "names.list"
-    unique = [os.fsencode(f"{folder}/link{i}.jpg") for i in range(2000 * factor)]
+    output, unique = folder / "resumed", [b"link%d.jpg" % i for i in range(2000 * factor)]
     for i, link in enumerate(unique):
-        os.symlink(names[i % len(names)], link)
-    listed.write_bytes(b"".join(n + b"\0" for n in unique))
-    words = [kit, "scan", "--files-from", str(listed), "-0", "-o", str(output), "--resume"]
+        os.symlink(plain[i % len(plain)], link)
+    write("list", b"".join(n + b"\0" for n in unique))
+    words = ["--files-from", "list", "-0", "-o", "resumed", "--resume"]
     for _ in range(20):
         before = output.stat().st_size if output.exists() else 0
-        process = subprocess.Popen(words, stderr=subprocess.DEVNULL)
+        process = subprocess.Popen([kit, "scan", *words], stderr=subprocess.DEVNULL)
         while process.poll() is None and not (output.exists() and output.stat().st_size > before):
             pass
         time.sleep(chance.uniform(0, 0.005))
@@ -186,57 +182,49 @@ def testKilledRuns(folder, names):
         if output.read_bytes()[-1:] == b"\n":
             with open(output, "ab") as torn:  # as a machine leaves it that loses its power
                 torn.write(chance.choice([b"", b'{"path":"' + unique[0][:20], b"\0" * 9, b"{"]))
-    ended = subprocess.run(words, capture_output=True)
-    assert ended.returncode in (0, 1), ended
-    records = recordsOf(output.read_bytes())
-    assert collections.Counter(map(nameOf, records)) == collections.Counter(unique)
-    size = output.stat().st_size
-    scan("-o", str(output), "--resume", names=unique[:10])
-    assert output.stat().st_size == size, "what is done was done again"
+    scan(*words)
+    done = read("resumed")
+    assert collections.Counter(map(nameOf, recordsOf(done))) == collections.Counter(unique)
+    scan("-o", "resumed", "--resume", names=unique[:10])
+    assert read("resumed") == done, "what is done was done again"
 
     # What is not ours is left alone.
-    scan("-o", str(output), names=unique[:1], status=[3])
+    scan("-o", "resumed", names=unique[:1], status=[3])
     for content in (b"my diary\n", b"my diary", b'{"path":"a","status":"succeed"}\nnotes\n'):
-        other = folder / "other"
-        other.write_bytes(content)
-        scan("-o", str(other), "--resume", names=unique[:1], status=[3])
-        assert other.read_bytes() == content
+        write("other", content)
+        scan("-o", "other", "--resume", names=unique[:1], status=[3])
+        assert read("other") == content
     scan("-o", "/dev/null", "--resume", names=unique[:1], status=[3])
-    with open(listed) as held:
+    with open("list") as held:
         fcntl.flock(held, fcntl.LOCK_EX)
-        assert b"another scan" in scan("-o", str(listed), "--resume", names=unique[:1], status=[3]).stderr
+        assert b"another scan" in scan("-o", "list", "--resume", names=unique[:1], status=[3]).stderr
     for count in (1, 2):
-        scan("-o", str(folder / "few"), "--resume", names=unique[:count], timeout=60)
-        assert len(recordsOf((folder / "few").read_bytes())) == count
-    for link in unique:
-        os.unlink(link)
+        scan("-o", "few", "--resume", names=unique[:count], timeout=60)
+        assert len(recordsOf(read("few"))) == count
 
 
-def testOutputs(names):
+def testOutputs():
     """A full disk and a closed pipe end the run with words and a status."""
     reading, closed = os.pipe()
     os.close(reading)
     full = os.open("/dev/full", os.O_WRONLY)
-    for output, reason in ((full, "No space left"), (closed, "closed by its reader")):
-        outcome = subprocess.run([kit, "scan", "--files-from", "-", "-0"], stdout=output,
-                                 stderr=subprocess.PIPE, input=b"".join(n + b"\0" for n in names))
-        assert outcome.returncode == 4 and reason in outcome.stderr.decode(), outcome
+    for output, reason in ((full, b"No space left"), (closed, b"closed by its reader")):
+        assert reason in scan(names=plain, status=[4], stdout=output).stderr
         os.close(output)
     # A worker takes a descriptor, of which there may be more than a program has at first.
-    assert scan("-j", "40", names=names * 10, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (16, 256)))
+    scan("-j", "40", names=plain * 10, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (16, 256)))
     for words in (["scan"], ["scan", "--bad"], [], ["scan", "--resume", "x"], ["facts"]):
         run(*words, status=2)
 
 
-def testClosedStreams(folder):
+def testClosedStreams():
     """What is said goes nowhere, and never into a file that got the number of a closed stream."""
-    output = folder / "closed.jsonl"
     for _ in range(2):  # the second is refused, with words
-        subprocess.run(["sh", "-c", 'exec "$0" scan -o "$1" "$2" 0<&- 1>&- 2>&-', kit, output, folder / "s.jpg"])
-        assert len(recordsOf(output.read_bytes())) == 1
+        subprocess.run(["sh", "-c", 'exec "$0" scan -o "$1" "$2" 0<&- 1>&- 2>&-', kit, "closed", "s.jpg"])
+        assert len(recordsOf(read("closed"))) == 1
 
 
-def testPeople(folder):
+def testPeople():
     table = run("facts", "camera.MP4", "missing.dng", "s.DNG", status=1)
     assert "missing.dng" in table and "  camera             KESTO ZELVA Q7\n" in table and "DNG still\n" in table, table
     south = bytearray((folder / "camera.MP4").read_bytes().replace(b"+35.6895+139.6917+40.0", b"-35.6895-139.6917-40.0"))
@@ -268,7 +256,7 @@ def testPeople(folder):
         assert all(w in written for w in words), (page, [w for w in words if w not in written])
 
 
-def testPython(folder):
+def testPython():
     import wheel_of_sondex
     wheel = wheel_of_sondex.build_wheel(folder)
     assert wheel == f"sondex-{run('--version').split()[1]}-py3-none-any.whl"
@@ -301,11 +289,9 @@ def testPython(folder):
 folder = pathlib.Path.cwd()
 kinds = samples.make(folder, sampleMaker)
 plain = [os.fsencode(folder / f) for kind in ("movies", "models", "stills") for f in kinds[kind]]
-names = [os.fsencode(f) for kind in kinds.values() for f in kind] + strange(folder, kinds) + [b"hog.dng"]
-for test, words in ((testAllKinds, (folder, names)), (testFolders, (folder,)), (testSandboxes, (folder,)),
-                    (testKilledWorkers, (folder, plain * (1000 * factor),)), (testKilledRuns, (folder, plain)),
-                    (testOutputs, (plain,)), (testClosedStreams, (folder,)),
-                    (testPeople, (folder,)), (testPython, (folder,))):
+names = [os.fsencode(f) for kind in kinds.values() for f in kind] + strange() + [b"hog.dng"]
+for test in (testAllKinds, testFolders, testSandboxes, testKilledWorkers, testKilledRuns, testOutputs,
+             testClosedStreams, testPeople, testPython):
     started = time.monotonic()
-    test(*words)
+    test()
     print(f"{test.__name__}: {time.monotonic() - started:.1f} s", flush=True)
