@@ -77,8 +77,7 @@ def checkLength(program, jobs, count, sanitized):
         child.stdin.flush()
 
     order, readings = random.Random(7).choices(jobs, k=count), []
-    with subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                          stderr=subprocess.DEVNULL) as child:
+    with subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as child:
         results = (json.loads(line[8:]) for line in child.stdout if line.startswith(b"result: "))
         for part in (order[:count // 10], order[count // 10:]):
             feeder = threading.Thread(target=feed, args=[part], daemon=True)
@@ -108,8 +107,7 @@ def checkEarlyEnd(program, name, restoreSignals):
 def checkLoss(program, name):
     """What cannot be written is said once, nothing follows it, and no more jobs are done."""
     with open("/dev/full", "wb") as full:
-        ended = subprocess.run([program], input=(name + b"\n") * 1000, stdout=full,
-                               stderr=subprocess.PIPE)
+        ended = subprocess.run([program], input=(name + b"\n") * 1000, stdout=full, stderr=subprocess.PIPE)
     if ended.stderr.count(b"\n") != 1 or b"standard output" not in ended.stderr or not ended.returncode:
         sys.exit(f"lost without a word: {ended}")
 
@@ -121,8 +119,7 @@ def checkWaiting(program, name):
     os.set_blocking(jobs, False)
     os.set_blocking(into, False)
     os.symlink(name, os.path.dirname(name) + b"/a.jpg")
-    with subprocess.Popen([os.path.abspath(program)], stdin=jobs, stdout=into,
-                          cwd=os.path.dirname(name)) as child:
+    with subprocess.Popen([os.path.abspath(program)], stdin=jobs, stdout=into, cwd=os.path.dirname(name)) as child:
         os.close(into)
         time.sleep(0.1)
         os.write(feed, b"a.jpg\n" * count)

@@ -26,8 +26,7 @@ def linesOf(folder, file, change, options):
     assert changed >= 4, (file, changed)
     path = folder / ("forged" + pathlib.Path(file).suffix)
     path.write_bytes(image)
-    outcome = subprocess.run([program, *options, path], stdout=subprocess.PIPE,
-                             stderr=subprocess.DEVNULL, check=True)
+    outcome = subprocess.run([program, *options, path], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
     path.unlink()
     return outcome.stdout.decode(errors="surrogateescape").splitlines()
 
@@ -36,8 +35,7 @@ with tempfile.TemporaryDirectory() as name:
     folder = pathlib.Path(name)
     samples.make(folder, sampleMaker)
     # Texts of a file make no lines, whichever characters somebody takes for a line's end.
-    for file, options in ("camera.MP4", []), ("camera.MP4", ["-dump"]), ("s.jpg", ["-dump"]), \
-            ("s.DNG", ["-dump"]):
+    for file, *options in ("camera.MP4",), ("camera.MP4", "-dump"), ("s.jpg", "-dump"), ("s.DNG", "-dump"):
         honest = linesOf(folder, file, lambda text: b"x" * len(text), options)
         assert sum(line.startswith("result: ") for line in honest) == 1
         for attack in ATTACKS:

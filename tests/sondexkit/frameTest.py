@@ -28,33 +28,31 @@ def hashes(*words):
 
 H264 = ["-c:v", "libx264", "-g", "12", "-bf", "3", "-pix_fmt", "yuv420p"]
 HEVC = ["-c:v", "libx265", "-x265-params", "log-level=none:keyint=12:bframes=3"]
-MOVIES = {  # what ffmpeg makes them with, how ffmpeg is to turn them
-    "h264": (H264, ""),
-    "open": ([*H264, "-x264-params", "open-gop=1:b-pyramid=normal"], ""),
-    "full": ([*H264, "-pix_fmt", "yuvj420p"], ""),
-    "hevc": ([*HEVC, "-pix_fmt", "yuv420p"], ""),
-    "ten": ([*HEVC, "-pix_fmt", "yuv420p10le"], ""),
-    "prores": (["-c:v", "prores_ks"], ""),
-    "turned": (["-c:v", "prores_ks"], ",transpose=clock"),
-    "mpeg4": (["-c:v", "mpeg4", "-bf", "2"], ""),
-    "mjpeg": (["-c:v", "mjpeg"], ""),
-    "av1": (["-c:v", "libsvtav1", "-preset", "12"], ""),
-    "tagged": ([*H264, "-colorspace", "bt709", "-color_range", "tv"], ""),
-    "fragmented": ([*H264, "-movflags", "frag_keyframe+empty_moov"], ""),
-    "dash": ([*H264, "-movflags", "dash+frag_keyframe"], ""),
-    "right": (H264, ",transpose=clock"),
-    "over": (H264, ",hflip,vflip"),
-    "mirrored": (H264, ",hflip"),
-    "both": (H264, ",transpose=cclock_flip"),
+MOVIES = {  # what ffmpeg makes them with, how it is to turn them, the four numbers of the track's matrix
+    "h264": (H264,),
+    "open": ([*H264, "-x264-params", "open-gop=1:b-pyramid=normal"],),
+    "full": ([*H264, "-pix_fmt", "yuvj420p"],),
+    "hevc": ([*HEVC, "-pix_fmt", "yuv420p"],),
+    "ten": ([*HEVC, "-pix_fmt", "yuv420p10le"],),
+    "prores": (["-c:v", "prores_ks"],),
+    "turned": (["-c:v", "prores_ks"], ",transpose=clock", (0, 1, -1, 0)),
+    "mpeg4": (["-c:v", "mpeg4", "-bf", "2"],),
+    "mjpeg": (["-c:v", "mjpeg"],),
+    "av1": (["-c:v", "libsvtav1", "-preset", "12"],),
+    "tagged": ([*H264, "-colorspace", "bt709", "-color_range", "tv"],),
+    "fragmented": ([*H264, "-movflags", "frag_keyframe+empty_moov"],),
+    "dash": ([*H264, "-movflags", "dash+frag_keyframe"],),
+    "right": (H264, ",transpose=clock", (0, 1, -1, 0)),
+    "over": (H264, ",hflip,vflip", (-1, 0, 0, -1)),
+    "mirrored": (H264, ",hflip", (-1, 0, 0, 1)),
+    "both": (H264, ",transpose=cclock_flip", (0, 1, 1, 0)),
 }
-# The four numbers of the track's matrix.
-TURNS = {"right": (0, 1, -1, 0), "turned": (0, 1, -1, 0), "over": (-1, 0, 0, -1), "mirrored": (-1, 0, 0, 1),
-         "both": (0, 1, 1, 0)}
-for name, (options, turn) in MOVIES.items():
+for name, (options, *turned) in MOVIES.items():
     movie = f"{name}.{'mov' if 'prores_ks' in options else 'mp4'}"
     ffmpeg("-f", "lavfi", "-i", "testsrc2=size=322x162:rate=30000/1001", "-frames:v", "40", *options, movie)
-    if name in TURNS:
-        a, b, c, d = (number << 16 for number in TURNS[name])
+    turn, matrix = turned or ("", None)
+    if matrix:
+        a, b, c, d = (number << 16 for number in matrix)
         contents = bytearray(read(movie))
         struct.pack_into(">5i", contents, contents.index(b"tkhd") + 44, a, b, 0, c, d)
         write(movie, contents)

@@ -1,7 +1,6 @@
 // Chromium with the page, and a record of every request that leaves the browser for anywhere.
-import { mkdtempSync, readFileSync, rmSync } from "node:fs";
+import { readFileSync } from "node:fs";
 import { createServer } from "node:http";
-import { tmpdir } from "node:os";
 import { extname, join } from "node:path";
 import puppeteer from "puppeteer-core";
 
@@ -41,28 +40,20 @@ class Proxy {
     record(url) {
         if (!browsersOwn.test(url)) this.requests.push(url);
     }
-
-    async listen() {
-        await new Promise((done) => this.server.listen(0, "127.0.0.1", done));
-        return this.server.address().port;
-    }
 }
 
 export async function startBrowser(root) {
     const proxy = new Proxy(root);
-    const port = await proxy.listen();
-    const profile = mkdtempSync(join(tmpdir(), "sondex-page-"));
+    await new Promise((done) => proxy.server.listen(0, "127.0.0.1", done));
     const browser = await puppeteer.launch({
         executablePath: "/usr/bin/chromium",
-        userDataDir: profile,
         protocolTimeout: 60000,
-        args: [...options.split(" "), `--proxy-server=127.0.0.1:${port}`, "--proxy-bypass-list=<-loopback>"],
+        args: [...options.split(" "), `--proxy-server=127.0.0.1:${proxy.server.address().port}`, "--proxy-bypass-list=<-loopback>"],
     });
     const stop = async () => {
         await browser.close();
         proxy.server.closeAllConnections?.();
         proxy.server.close();
-        rmSync(profile, { recursive: true, force: true });
     };
     return { browser, proxy, stop };
 }
@@ -79,22 +70,17 @@ export async function openPage(browser, { width = 1200, height = 900, scheme = "
 
 /** Picks a file and waits for all that the page says about it. */
 export async function pick(page, path) {
-    const name = path.split("/").pop();
     await page.evaluate(() => performance.clearMeasures());
     await (await page.$("#picker")).uploadFile(path);
-    await page.waitForFunction((mark) => performance.getEntriesByName(mark).length > 0, { timeout: 60000 }, `boxes ${name}`);
-    return page.evaluate(
-        (mark) => {
-            const card = document.querySelector(".card");
-            return {
-                rows: Object.fromEntries([...card.querySelectorAll(".facts tr")].map((row) => [row.dataset.key, row.cells[1].textContent])),
-                error: card.querySelector(".error")?.textContent,
-                printed: card.querySelector("pre")?.textContent,
-                milliseconds: performance.getEntriesByName(mark)[0].duration,
-            };
-        },
-        `facts ${name}`,
-    );
+    await page.waitForFunction((mark) => performance.getEntriesByName(mark).length > 0, { timeout: 60000 }, `boxes ${path.split("/").pop()}`);
+    return page.evaluate(() => {
+        const card = document.querySelector(".card");
+        return {
+            rows: Object.fromEntries([...card.querySelectorAll(".facts tr")].map((row) => [row.dataset.key, row.cells[1].textContent])),
+            error: card.querySelector(".error")?.textContent,
+            printed: card.querySelector("pre")?.textContent,
+        };
+    });
 }
 
 /** Waits for the picture; returns it and the colour in its middle. */
