@@ -5,19 +5,13 @@
 #include <unistd.h>
 
 #include <array>
-#include <barrier>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
-#include <thread>
-#include <vector>
 
-#include "app/MetaReader.h"
 #include "support/EndingSignals.h"
 #include "support/HeldLines.h"
 #include "tests/kit/Files.h"
-#include "tests/kit/Program.h"
-#include "tests/kit/TiffBuilder.h"
 
 namespace {
 
@@ -33,20 +27,6 @@ class Kept final : public Console::Sink {
     std::string lines;
 };
 
-/// Reads a file as the program does and prints all that can be printed of it.
-void report(const std::wstring& path) {
-    MetaReader reader;
-    if (path.ends_with(L".jpg")) {
-        if (reader.parse_JPEG(path, true)) reader.dumpToJSON_still(false);
-    } else if (path.ends_with(L".dng")) {
-        if (reader.parse_DNG(path, true)) reader.dumpToJSON_still(true);
-    } else if (reader.parse(path)) {
-        reader.dumpToJSON();
-    } else {
-        Console::warn("%ls", path.c_str());
-    }
-}
-
 Kept kept(const std::function<void()>& action) {
     Kept sink;
     const Console::Redirect here(sink);
@@ -55,48 +35,6 @@ Kept kept(const std::function<void()>& action) {
 }
 
 }  // namespace
-
-TEST(Console, EveryThreadPrintsIntoItsOwnSink) {
-    const kit::TempFolder folder;
-    std::vector<std::wstring> paths = {
-        folder.write("a.jpg", kit::CameraTiff().jpeg()),
-        folder.write("b.dng", kit::CameraTiff().dng()),
-        folder.write("cut.dng", kit::CameraTiff().dng().substr(0, 300)),
-        folder.write("c.mp4", "no movie"),
-        folder.wide("missing\n\x1B.mp4"),
-    };
-    if (kit::haveFfmpeg()) paths.push_back(folder.write("d.mp4", kit::cameraMovie()));
-    std::vector<Kept> expected;
-    for (const std::wstring& path : paths)
-        expected.push_back(kept([&] { report(path); }));
-    EXPECT_NE(expected[0].out.find("result: {"), std::string::npos);
-    EXPECT_EQ(expected[4].lines, (folder.path() / "missing  .mp4|").string());
-
-    constexpr std::size_t most = 8;
-    std::array<Kept, most> printed;
-    std::barrier allRedirected(most);
-    const std::string stray = kit::captureOutput([&] {
-        std::vector<std::jthread> threads;
-        for (std::size_t first = 0; first < most; ++first) {
-            threads.emplace_back([&, first] {
-                const Console::Redirect here(printed[first]);
-                allRedirected.arrive_and_wait();
-                for (std::size_t i = 0; i < 4 * paths.size(); ++i)
-                    report(paths[(first + i) % paths.size()]);
-            });
-        }
-    });
-    for (std::size_t first = 0; first < most; ++first) {
-        Kept all;
-        for (std::size_t i = 0; i < 4 * paths.size(); ++i) {
-            all.out += expected[(first + i) % paths.size()].out;
-            all.lines += expected[(first + i) % paths.size()].lines;
-        }
-        EXPECT_EQ(printed[first].out, all.out);
-        EXPECT_EQ(printed[first].lines, all.lines);
-    }
-    EXPECT_EQ(stray, "");
-}
 
 TEST(Console, RedirectsNestAndEndWithTheirScope) {
     Kept inner;
@@ -108,11 +46,11 @@ TEST(Console, RedirectsNestAndEndWithTheirScope) {
             Console::dump(L"%p", bytes.data(), 0);
             Console::outBytes("%s", "2");
         }
-        Console::warn("%d", 3);
+        Console::warn("%ls", L"\n\x1B");
     });
     EXPECT_NE(inner.out.find("\n2"), std::string::npos);
     EXPECT_EQ(outer.out, "1");
-    EXPECT_EQ(outer.lines, "3|");
+    EXPECT_EQ(outer.lines, "  |");
     EXPECT_EQ(kit::captureOutput([] { Console::out(L"%ls", L"free"); }), "free");
     // What has left is not said again.
     int tries = 0;
