@@ -106,13 +106,13 @@ TEST(Filters, ConvolveWithReplicatedEdges) {
 }
 
 TEST(Filters, AnswerAnImpulseWithTheirKernels) {
+    // clang-format off
     const std::tuple<decltype(&filterForAcc), unsigned, double, double, double, double> cases[] = {
-        {filterForAcc, 150, 1.0001, 0.005055157551912988, 0.000550534627094975,
-         0.00695370241241445},
+        {filterForAcc, 150, 1.0001, 0.005055157551912988, 0.000550534627094975, 0.00695370241241445},
         {filterForGap, 35, 1.0001, 0.02162321289271018, 0.000754820452491311, 0.0297464025277169},
-        {filterForGap30, 150, 0.99999, 0.010574826052861903, 0.00013606671733066276,
-         0.012941838186242888},
+        {filterForGap30, 150, 0.99999, 0.010574826052861903, 0.00013606671733066276, 0.012941838186242888},
     };
+    // clang-format on
     for (const auto& [filter, half, sum, energy, first, centre] : cases) {
         std::vector<double> in(401), out;
         in[200] = 1;
