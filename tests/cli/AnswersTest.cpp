@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <sstream>
 
 #include "sondex/sondex.h"
-#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/BuiltMovie.h"
 #include "tests/kit/Files.h"
 #include "tests/kit/Program.h"
@@ -26,46 +24,26 @@ const std::string movieLine =
     R"("cameraSerial":"00012345", "gps":"+35+139/", "frameWidth":640, "frameHeight":320, "GSpherical:InitialViewHeadingDegrees":90, "GSpherical:InitialViewPitchDegrees":-10, "GSpherical:InitialHorizontalFOVDegrees":75, )"
     R"("GSpherical:InitialCameraDolly":0.75, "GSpherical:StitchingSoftware":"S   \1", "creatorTool":"T", "topBottomCorrection":false, "dxvaDecodable":true, "directionLocked":true, "videoStabilization":5, "KDTDSamplingRate":30, )"
     R"("KDTBSamplingRate":200, "KDTCSamplingRate":100, "videoQuality":"fine"})";
-// clang-format on
 
 const MovieFacts movieFacts = {
     .camera = {"Model A", "1.20", "2.10b", "00012345"},
-    .projection = sondex::Projection::dualFisheye,
-    .codec = sondex::Codec::h264,
-    .decodable = true,
-    .picture = sondex::Size{64, 32},
-    .frame = sondex::Size{640, 320},
-    .frameRate = 0.5F,
-    .duration = 2.0F,
-    .videoBitRate = 84,
-    .created = 1700000000,
-    .hasSpatialSound = true,
-    .hasSa3dSound = true,
-    .gps = "+35+139/",
-    .position = sondex::Position{35, 139, {}},
-    .view = {90.0F, -10.0F, 75.0F, 0.75F},
-    .stitchingSoftware = "S \xC3\xA4\\1",
-    .creatorTool = "T",
-    .topBottomCorrection = false,
-    .dxvaDecodable = true,
-    .stabilization = sondex::Stabilization{true, 5},
-    .motion = sondex::MotionRates{30, 200, 100},
+    .projection = sondex::Projection::dualFisheye, .codec = sondex::Codec::h264, .decodable = true,
+    .picture = sondex::Size{64, 32}, .frame = sondex::Size{640, 320}, .frameRate = 0.5F, .duration = 2.0F,
+    .videoBitRate = 84, .created = 1700000000, .hasSpatialSound = true, .hasSa3dSound = true,
+    .gps = "+35+139/", .position = sondex::Position{35, 139, {}}, .view = {90.0F, -10.0F, 75.0F, 0.75F},
+    .stitchingSoftware = "S \xC3\xA4\\1", .creatorTool = "T", .topBottomCorrection = false, .dxvaDecodable = true,
+    .stabilization = sondex::Stabilization{true, 5}, .motion = sondex::MotionRates{30, 200, 100},
     .quality = sondex::Quality::fine,
 };
 
-// clang-format off
 const std::string stillLine =
     R"(result: {"status":"succeed", "type":"DNG", "model":"Model A", "software":"1.20", "cpuVersion":"2.10b", "cameraSerial":"00012345", "yaw":270.5, "pitch":10.5, "roll":-2.5, "jpeg":{"offset":8192, "bytes":12288}})";
-// clang-format on
 
 const StillFacts stillFacts = {
-    .format = sondex::StillFormat::dng,
-    .camera = {"Model A", "1.20", "2.10b", "00012345"},
-    .yaw = 270.5F,
-    .pitch = 10.5F,
-    .roll = -2.5F,
-    .imageData = sondex::Extent{8192, 12288},
+    .format = sondex::StillFormat::dng, .camera = {"Model A", "1.20", "2.10b", "00012345"},
+    .yaw = 270.5F, .pitch = 10.5F, .roll = -2.5F, .imageData = sondex::Extent{8192, 12288},
 };
+// clang-format on
 
 /// One change of the file, and what it changes in the line, each text for the next one, and in the
 /// facts.

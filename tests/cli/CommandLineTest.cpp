@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "tests/kit/BoxBuilder.h"
 #include "tests/kit/Files.h"
 #include "tests/kit/Program.h"

@@ -2,9 +2,7 @@
 
 #include "sondex/sondex.h"
 #include "support/WideText.h"
-#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/BuiltMovie.h"
-#include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
 #include "tests/kit/Program.h"
 

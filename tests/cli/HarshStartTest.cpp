@@ -4,11 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
-
 #include "support/WideText.h"
-#include "tests/kit/BoxBuilder.h"
-#include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
 #include "tests/kit/Program.h"
 

@@ -1,12 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "mp4/MetadataEdit.h"
 #include "mp4/SampleTableBoxes.h"
 #include "sondex/sondex.h"
-#include "tests/kit/BoxBuilder.h"
-#include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
 #include "tests/kit/Program.h"
 

@@ -3,7 +3,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <map>
 
 #include "app/MetaReader.h"
@@ -13,11 +12,8 @@
 #include "builder/Strip.h"
 #include "mp4/SampleTableBoxes.h"
 #include "sensor/AccelSensorStreamEmbed.h"
-#include "support/Endian.h"
 #include "support/EndingSignals.h"
 #include "tests/faults/Faults.h"
-#include "tests/kit/BoxBuilder.h"
-#include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
 #include "tests/kit/Program.h"
 #include "tests/kit/TiffBuilder.h"

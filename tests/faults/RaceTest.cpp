@@ -1,16 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "app/MetaReader.h"
 #include "mp4/Container.h"
 #include "sondex/sondex.h"
 #include "tests/faults/Faults.h"
-#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/BuiltMovie.h"
-#include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
-#include "tests/kit/TiffBuilder.h"
 
 using namespace kit;
 

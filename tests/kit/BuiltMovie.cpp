@@ -1,7 +1,6 @@
 #include "tests/kit/BuiltMovie.h"
 
 #include "h264/AvcRecord.h"
-#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/Hex.h"
 #include "tests/kit/Movies.h"
 #include "tests/kit/SensorBoxes.h"

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "h264/SequenceParameterSet.h"
+#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/TiffBuilder.h"
 
 namespace kit {

@@ -3,7 +3,6 @@
 #include "h264/AvcRecord.h"
 #include "h264/SequenceParameterSet.h"
 #include "mp4/AVCC.h"
-#include "tests/kit/BoxBuilder.h"
 
 namespace kit {
 

@@ -4,6 +4,8 @@
 #include <string>
 
 #include "mp4/PlanRoads.h"
+#include "tests/kit/BoxBuilder.h"
+#include "tests/kit/Files.h"
 
 /// Small movies for edits, and the edit that most of them undergo.
 namespace kit {

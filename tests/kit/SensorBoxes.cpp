@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <bit>
 
-#include "tests/kit/BoxBuilder.h"
-
 namespace kit {
 namespace {
 

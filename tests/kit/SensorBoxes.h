@@ -8,6 +8,7 @@
 
 #include "mp4/Container.h"
 #include "sensor/SensorRecords.h"
+#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/Files.h"
 
 namespace kit {

@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "mp4/AbsoluteOffsets.h"
-#include "mp4/Container.h"
 #include "mp4/HeaderBoxes.h"
 #include "mp4/MetadataBoxes.h"
 #include "mp4/SampleTableBoxes.h"
-#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/SensorBoxes.h"
 
 using namespace kit;

@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "mp4/Container.h"
 #include "tests/h264/ParameterSets.h"
-#include "tests/kit/BoxBuilder.h"
-#include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
 
 using namespace kit;

@@ -5,8 +5,6 @@
 #include "mp4/LocationBoxes.h"
 #include "mp4/MetadataEdit.h"
 #include "mp4/SampleTableBoxes.h"
-#include "tests/kit/BoxBuilder.h"
-#include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
 #include "tests/kit/SensorBoxes.h"
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "support/Failure.h"
-#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/SensorBoxes.h"
 
 using namespace kit;

@@ -4,7 +4,6 @@
 
 #include <cmath>
 
-#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/SensorBoxes.h"
 #include "tests/kit/TiffBuilder.h"
 

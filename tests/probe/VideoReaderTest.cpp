@@ -4,12 +4,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <filesystem>
-
 #include "probe/MovieView.h"
 #include "probe/ffmpeg/Meter.h"
-#include "tests/kit/BoxBuilder.h"
-#include "tests/kit/Files.h"
 #include "tests/kit/Program.h"
 #include "tests/kit/SensorBoxes.h"
 

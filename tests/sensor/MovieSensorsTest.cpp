@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/SensorBoxes.h"
 
 using namespace kit;

@@ -2,7 +2,6 @@
 
 #include "sensor/AccelSensorStreamEmbed.h"
 #include "support/WideText.h"
-#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/SensorBoxes.h"
 
 using namespace kit;

@@ -4,16 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <filesystem>
-
 #include "mp4/SampleTableBoxes.h"
 #include "sondex/sondex.h"
-#include "support/Endian.h"
 #include "support/WideText.h"
-#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/BuiltMovie.h"
-#include "tests/kit/Files.h"
 #include "tests/kit/Movies.h"
 
 using namespace kit;

@@ -7,9 +7,7 @@
 #include "mp4/MetadataBoxes.h"
 #include "sondex/inside/Opening.h"
 #include "sondex/sondex.h"
-#include "tests/kit/BoxBuilder.h"
 #include "tests/kit/BuiltMovie.h"
-#include "tests/kit/Files.h"
 #include "tests/kit/Program.h"
 #include "tests/kit/SensorBoxes.h"
 

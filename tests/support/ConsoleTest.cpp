@@ -7,7 +7,6 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
-#include <functional>
 
 #include "support/EndingSignals.h"
 #include "support/HeldLines.h"
