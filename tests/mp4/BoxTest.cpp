@@ -31,28 +31,27 @@ const std::string tables = "moovtrakmdiaminfstbl";
 
 TEST(BoxTree, SizesOfEveryForm) {
     const std::string skip = box("skip"), first = "<'free': start=0 bytes=8 >\n";
+    // clang-format off
     const std::pair<std::string, std::string> cases[] = {
         {"", ""},
-        {largeBox("mdat", "abcd") + skip,
-         "<'mdat': start=0 bytes=20 >\n<'skip': start=20 bytes=8 >\n"},
+        {largeBox("mdat", "abcd") + skip, "<'mdat': start=0 bytes=20 >\n<'skip': start=20 bytes=8 >\n"},
         // Size 0 reaches to the end of the file.
         {boxClaiming(0, "mdat", skip), "<'mdat': start=0 bytes=16 >\n"},
         {box("moov", boxClaiming(0, "udta")) + skip,
-         "<'moov': start=0 bytes=16 children=1 >\n    <'udta': start=8 bytes=16 children=1 >\n"
-         "        <'skip': start=16 bytes=8 >\n<'skip': start=16 bytes=8 >\n"},
+         "<'moov': start=0 bytes=16 children=1 >\n    <'udta': start=8 bytes=16 children=1 >\n        <'skip': start=16 bytes=8 >\n<'skip': start=16 bytes=8 >\n"},
         // Below the header's length: the end of the sequence, without a line.
         {boxClaiming(7, "free") + skip, ""},
         {largeBoxClaiming(15, "free") + skip, ""},
         // More than the file, and more than an offset can be: listed as claimed, then the end.
         {boxClaiming(0xFFFFFFF0, "free") + skip, "<'free': start=0 bytes=4294967280 >\n"},
-        {box("free") + largeBoxClaiming(UINT64_MAX, "free") + skip,
-         first + "<'free': start=8 bytes=18446744073709551615 >\n"},
+        {box("free") + largeBoxClaiming(UINT64_MAX, "free") + skip, first + "<'free': start=8 bytes=18446744073709551615 >\n"},
         {box("free") + box(zeros(4)) + skip, first},
         // A code with a zero byte is shown up to it.
         {box(std::string_view("ab\0c", 4)), "<'ab': start=0 bytes=8 >\n"},
         {box("a\nbc"), "<'a bc': start=0 bytes=8 >\n"},
         {box("\xE2\x80\xA8z"), "<' z': start=0 bytes=8 >\n"},
     };
+    // clang-format on
     for (const auto& [bytes, lines] : cases)
         EXPECT_EQ(dumpOf(bytes), lines);
 }
