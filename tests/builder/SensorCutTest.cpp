@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "sensor/AccelSensorStreamEmbed.h"
+#include "tests/kit/Movies.h"
 #include "tests/kit/SensorBoxes.h"
 
 namespace {

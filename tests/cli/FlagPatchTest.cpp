@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "sondex/sondex.h"
-#include "support/WideText.h"
 #include "tests/kit/BuiltMovie.h"
 #include "tests/kit/Movies.h"
 #include "tests/kit/Program.h"
@@ -26,38 +25,33 @@ TEST(FlagPatch, EveryWayKeepsTheFrames) {
         for (const auto& [anchor, room] : rooms) {
             if (fullRange && anchor != nullptr) continue;
             SCOPED_TRACE(testing::Message() << "layout " << layout << " room " << room);
-            const TempFolder folder;
-            const std::wstring name = folder.write("m.mp4", bytes);
-            const std::string path = WEKU::wchar::narrow(name);
-            MP4::Container movie;
-            ASSERT_TRUE(movie.attach(name, MP4::Container::wholeFile));
-            unsetBaselineFlag(movie, fullRange);
-            if (anchor != nullptr) insertInto(movie, *movie.first(anchor), false, room);
+            OpenedMovie clip(bytes);
+            unsetBaselineFlag(clip.movie, fullRange);
+            if (anchor != nullptr) insertInto(clip.movie, *clip.movie.first(anchor), false, room);
 
-            std::string before = readFile(name);
+            std::string before = clip.bytes();
             // The set decides, not the profile that the record names for it.
             if (fullRange) before[before.find("avcC\x01\x42") + 5] = 88;
-            folder.write("m.mp4", before);
-            const std::string hashes = frames(name);
-            const Outcome patched = runSondex({"-set1", path});
-            const std::string after = readFile(name);
+            clip.folder.write("m.mp4", before);
+            const std::string hashes = frames(clip.path);
+            const Outcome patched = runSondex({"-set1", clip.name});
+            const std::string after = clip.bytes();
             const std::string line = std::string(fullRange ? ": 1 - 1" : ": 0 - 0") +
                                      ", constrained_set1_flag:  0 - 1\n"
                                      "set constrained_set1_flag to";
             EXPECT_NE(patched.out.find(line), std::string::npos) << patched.out;
             EXPECT_EQ(member(resultLine(patched.out), "dxvaDecodable"), "true");
-            EXPECT_EQ(frames(name), hashes);
+            EXPECT_EQ(frames(clip.path), hashes);
             EXPECT_EQ(after.size() == before.size(), fullRange || room.size() > 8);
 
-            const Outcome again = runSondex({"-set1", path});
+            const Outcome again = runSondex({"-set1", clip.name});
             EXPECT_NE(again.out.find("constrained_set1_flag = 1, not 0.\n"), std::string::npos);
-            EXPECT_EQ(readFile(name), after);
+            EXPECT_EQ(clip.bytes(), after);
         }
     }
 }
 
 TEST(FlagPatch, TakesAWholeSpareBoxAndLeavesOtherProfiles) {
-    const TempFolder folder;
     BuiltMovie movie;
     movie.tracks.resize(4);
     movie.moreUserData = box("free");
@@ -69,20 +63,20 @@ TEST(FlagPatch, TakesAWholeSpareBoxAndLeavesOtherProfiles) {
         set.constraint_set1_flag = flag;
         movie.put(set);
         const std::string before = movie.bytes();
-        const std::string path = WEKU::wchar::narrow(folder.write("m.mp4", before));
+        const OpenedMovie file(before);
         // Two bytes a record: as many as the empty box has.
-        const std::string out = runSondex({"-set1", path}).out;
-        const std::string after = readFile(std::filesystem::path(path));
+        const std::string out = runSondex({"-set1", file.name}).out;
+        const std::string after = file.bytes();
         EXPECT_EQ(after.size(), before.size());
         EXPECT_EQ(after == before, profile == 77);
         EXPECT_EQ(after.find("free") == after.npos, profile == 66);
         EXPECT_EQ(out.find("\nprofile_idc = 77, not 66.\nresult: ") != out.npos, profile == 77);
         EXPECT_EQ(out.find("\nconstrained_set1_flag = 1, not 0.\nprofile") != out.npos, flag);
         const sondex::Changes asked{.baselineFlag = true};
-        const bool done = sondex::change(path, asked) && sondex::change(path, asked)->empty();
-        EXPECT_EQ(done, profile == 66 || flag);
+        const auto done = sondex::change(file.name, asked);
+        EXPECT_EQ(
+            done ? "" : done.error().message,
+            profile == 66 || flag ? "" : "the first parameter set is not of the baseline profile");
+        EXPECT_TRUE(!done || sondex::change(file.name, asked)->empty());
     }
-    const auto refused =
-        sondex::change(WEKU::wchar::narrow(folder.wide("m.mp4")), {.baselineFlag = true});
-    EXPECT_EQ(refused.error().message, "the first parameter set is not of the baseline profile");
 }

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "support/WideText.h"
 #include "tests/kit/Movies.h"
 #include "tests/kit/Program.h"
 
@@ -13,21 +12,17 @@ using namespace kit;
 namespace {
 
 /// A movie whose flag -set1 sets by a rewrite.
-struct Unflagged {
-    explicit Unflagged(std::size_t surplus = 0) {
-        MP4::Container movie;
-        EXPECT_TRUE(movie.attach(path, MP4::Container::wholeFile));
+struct Unflagged : OpenedMovie {
+    explicit Unflagged(std::size_t surplus = 0) : OpenedMovie(plainClip()) {
         unsetBaselineFlag(movie, false);
         EXPECT_TRUE(movie.appendXMP(std::string(surplus, 'x')));
-        before = readFile(path);
+        before = bytes();
     }
     /// The shell runs `words` with the program and the movie as $0 and $1.
     Outcome shell(const std::string& words) const {
-        return run({"sh", "-c", words, sondexProgram(), WEKU::wchar::narrow(path)});
+        return run({"sh", "-c", words, sondexProgram(), name});
     }
 
-    TempFolder folder;
-    std::wstring path = folder.write("m.mp4", plainClip());
     std::string before;
 };
 
@@ -44,19 +39,19 @@ TEST(HarshStart, ClosedStreamsLeadNowhere) {
         SCOPED_TRACE(words);
         const Unflagged movie;
         // A refusal says why, which once went into the movie.
-        const int held = ::open(WEKU::wchar::narrow(movie.path).c_str(), O_RDONLY);
+        const int held = ::open(movie.name.c_str(), O_RDONLY);
         ASSERT_EQ(::flock(held, LOCK_EX), 0);
         movie.shell("\"$0\" -set1 \"$1\"" + words);
-        EXPECT_EQ(readFile(movie.path), movie.before);
+        EXPECT_EQ(movie.bytes(), movie.before);
         ::close(held);
         movie.shell("\"$0\" -set1 \"$1\"" + words);
-        const std::string after = readFile(movie.path);
+        const std::string after = movie.bytes();
         if (closed == 0) flagged = after;
         EXPECT_TRUE(after == flagged && after != movie.before);
         // Line mode answers where there is somebody to ask and to answer.
         const Outcome lines = movie.shell("echo \"$1\" | \"$0\" " + words);
         EXPECT_EQ(resultLine(lines.out).empty(), (closed & 3) != 0) << lines.out;
-        EXPECT_EQ(readFile(movie.path), after);
+        EXPECT_EQ(movie.bytes(), after);
     }
 }
 
@@ -67,5 +62,5 @@ TEST(HarshStart, ALimitOnFileSizesFailsTheEditAlone) {
     EXPECT_EQ(limited.status, 0) << limited.err;
     EXPECT_NE(limited.out.find(".tmp.mp4) failed.\n"), std::string::npos) << limited.out;
     EXPECT_FALSE(resultLine(limited.out).empty());
-    EXPECT_EQ(readFile(movie.path), movie.before);
+    EXPECT_EQ(movie.bytes(), movie.before);
 }

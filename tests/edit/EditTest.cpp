@@ -50,18 +50,17 @@ std::string inLongForms(std::string clip) {
     const std::size_t free = clip.find("free") - 4, moov = clip.rfind("moov") - 4;
     clip.replace(free, 16, u32(1) + "mdat" + u64(moov - free));
     clip = clip.substr(0, moov) + largeBox("moov", clip.substr(moov + 8));
-    const TempFolder folder;
-    Container movie;
-    if (!movie.attach(folder.write("m.mp4", clip), Container::wholeFile)) return "";
+    OpenedMovie opened(clip);
+    Container& movie = opened.movie;
     while (const auto* table = movie.first<MP4::STCO>("moov.trak.mdia.minf.stbl.stco")) {
-        const std::string file = readFile(movie.path);
+        const std::string file = opened.bytes();
         std::string entries = u32(table->entryCount);
         for (std::uint32_t i = 0; i < table->entryCount; ++i) {
             entries += u32(0) + file.substr(table->entriesOffset + 4 * std::uint64_t{i}, 4);
         }
         if (!insertInto(movie, *table, true, fullBox("co64", 0, entries))) return "";
     }
-    return readFile(movie.path);
+    return opened.bytes();
 }
 
 }  // namespace
@@ -86,14 +85,11 @@ TEST(Edit, KeepsEveryFrameOfEveryTrack) {
         std::string before;
         for (const auto& [operation, run] : operations) {
             SCOPED_TRACE(name + ", " + operation);
-            const TempFolder folder;
-            const std::wstring path = folder.write("m.mp4", form(clip(name, options)));
-            Container movie;
-            ASSERT_TRUE(movie.attach(path, Container::wholeFile));
-            if (before.empty()) before = frames(path);
+            OpenedMovie opened(form(clip(name, options)));
+            if (before.empty()) before = frames(opened.path);
             ASSERT_EQ(before.find("rror"), std::string::npos) << before;
-            EXPECT_TRUE(run(movie));
-            EXPECT_EQ(frames(path), before);
+            EXPECT_TRUE(run(opened.movie));
+            EXPECT_EQ(frames(opened.path), before);
         }
     }
 }
@@ -102,17 +98,14 @@ TEST(Edit, KeepsEveryFrameOfEveryTrack) {
 /// and edited.
 TEST(Edit, OfTwoMovieBoxesTheFirstCounts) {
     if (!haveFfmpeg()) GTEST_SKIP() << "ffmpeg is not there";
-    const TempFolder folder;
-    const std::wstring path = folder.write("m.mp4", plainClip());
-    const std::string name = (folder.path() / "m.mp4").string();
+    OpenedMovie opened(plainClip());
+    auto& [folder, path, name, movie] = opened;
     const auto shown = [&] {
         return std::vector{run({"ffprobe", "-v", "error", "-show_entries",
                                 "format_tags:stream=index,nb_frames", name})
                                .out,
                            resultLine(runSondex({name}).out), frames(path)};
     };
-    Container movie;
-    ASSERT_TRUE(movie.attach(path, Container::wholeFile));
     ASSERT_TRUE(
         insertInto(movie, *movie.first("moov.udta"), false, box("udta", box("@xyz", "+1/"))));
     const auto before = shown();

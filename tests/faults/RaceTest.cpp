@@ -14,13 +14,11 @@ namespace {
 namespace fs = std::filesystem;
 using MP4::Container;
 
-struct Scene {
-    Scene() { (void)movie.attach(folder.write("m.mp4", source), Container::wholeFile); }
-    fs::path at(const char* name) const { return folder.path() / name; }
+const std::string source = mdatFirst("media");
 
-    const std::string source = mdatFirst("media");
-    TempFolder folder;
-    Container movie;
+struct Scene : OpenedMovie {
+    Scene() : OpenedMovie(source) {}
+    fs::path at(const char* file) const { return folder.path() / file; }
 };
 
 }  // namespace
@@ -28,7 +26,7 @@ struct Scene {
 /// What another process may do between two calls of an edit, as a forced order of steps.
 TEST(EditRace, ARewriteEndsBetweenOpeningAndLocking) {
     Scene scene;
-    const std::string newer = scene.source + box("free");
+    const std::string newer = source + box("free");
     fs::create_hard_link(scene.at("m.mp4"), scene.at("old"));
     faults::before("flock", [&] {
         scene.folder.write("new", newer);
@@ -36,7 +34,7 @@ TEST(EditRace, ARewriteEndsBetweenOpeningAndLocking) {
     });
     EXPECT_FALSE(scene.movie.updateTimeStamp(1));
     EXPECT_EQ(readFile(scene.at("m.mp4")), newer);
-    EXPECT_EQ(readFile(scene.at("old")), scene.source);
+    EXPECT_EQ(readFile(scene.at("old")), source);
 }
 
 TEST(EditRace, TheTemporaryFileIsExchangedForALink) {
@@ -65,7 +63,7 @@ TEST(EditRace, TheTemporaryFileIsExchangedForALink) {
     EXPECT_TRUE(swapped);
     EXPECT_EQ(readFile(scene.at("victim")), "secret");
     EXPECT_EQ(fs::status(scene.at("victim")).permissions(), fs::perms{0600});
-    EXPECT_TRUE(!fs::is_symlink(scene.at("m.mp4")) && readFile(scene.at("m.mp4")) == scene.source);
+    EXPECT_TRUE(!fs::is_symlink(scene.at("m.mp4")) && scene.bytes() == source);
 }
 
 TEST(EditRace, AnotherFileGetsTheNewNameFirst) {
@@ -86,7 +84,7 @@ TEST(EditRace, TheNewMovieBoxIsFlushedAheadOfTheNextStep) {
     std::vector<std::string> atFlush;
     std::function<void()> look = [&] {
         Container now;
-        ASSERT_TRUE(now.attach(scene.folder.wide("m.mp4"), Container::wholeFile));
+        ASSERT_TRUE(now.attach(scene.path, Container::wholeFile));
         atFlush.emplace_back();
         for (const auto& box : now.root->children)
             atFlush.back() += box->name() + ' ';

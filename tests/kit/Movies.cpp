@@ -6,6 +6,10 @@
 
 namespace kit {
 
+OpenedMovie::OpenedMovie(const std::string& bytes) {
+    (void)movie.attach(folder.write("m.mp4", bytes), MP4::Container::wholeFile);
+}
+
 std::string stco(std::uint64_t offset, std::uint32_t announced) {
     return fullBox("stco", 0, u32(announced) + u32(offset));
 }

@@ -7,8 +7,20 @@
 #include "tests/kit/BoxBuilder.h"
 #include "tests/kit/Files.h"
 
-/// Small movies for edits, and the edit that most of them undergo.
+/// Opened movies, small ones for edits, and the edit that most of them undergo.
 namespace kit {
+
+/// A movie file of these bytes, opened.
+struct OpenedMovie {
+    explicit OpenedMovie(const std::string& bytes);
+    /// What the file holds now.
+    std::string bytes() const { return readFile(path); }
+
+    TempFolder folder;
+    std::wstring path = folder.wide("m.mp4");
+    std::string name = folder.path() / "m.mp4";
+    MP4::Container movie;
+};
 
 /// Tables of one chunk offset.
 std::string stco(std::uint64_t offset, std::uint32_t announced = 1);

@@ -57,8 +57,4 @@ std::string sensorMovie(const std::string& boxes) {
     return box("moov", box("udta", boxes));
 }
 
-OpenedMovie::OpenedMovie(const std::string& bytes) : path(folder.write("movie", bytes)) {
-    (void)movie.attach(path, MP4::Container::wholeFile);
-}
-
 }  // namespace kit

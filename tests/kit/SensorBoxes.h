@@ -6,10 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "mp4/Container.h"
 #include "sensor/SensorRecords.h"
 #include "tests/kit/BoxBuilder.h"
-#include "tests/kit/Files.h"
 
 namespace kit {
 
@@ -29,14 +27,5 @@ std::string streamBox(std::string_view code, const std::vector<T>& records,
 
 /// A movie that holds these user-data boxes and nothing else.
 std::string sensorMovie(const std::string& boxes);
-
-/// A movie file of these bytes, opened.
-struct OpenedMovie {
-    explicit OpenedMovie(const std::string& bytes);
-
-    TempFolder folder;
-    std::wstring path;
-    MP4::Container movie;
-};
 
 }  // namespace kit

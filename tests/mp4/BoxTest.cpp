@@ -4,7 +4,7 @@
 #include "mp4/HeaderBoxes.h"
 #include "mp4/MetadataBoxes.h"
 #include "mp4/SampleTableBoxes.h"
-#include "tests/kit/SensorBoxes.h"
+#include "tests/kit/Movies.h"
 
 using namespace kit;
 

@@ -29,25 +29,17 @@ std::string soundAt(std::uint64_t offset) {
     return uuidBox(MP4::spatialDataType, box("KATR", box("mdia", box("minf", table))));
 }
 
-class Edited {
-  public:
-    explicit Edited(const std::string& bytes) : before(bytes), path(folder.write("m.mp4", bytes)) {
-        EXPECT_TRUE(movie.attach(path, whole));
-    }
-    std::string after() const { return readFile(path); }
-    std::string name() const { return (folder.path() / "m.mp4").string(); }
+struct Edited : OpenedMovie {
+    explicit Edited(const std::string& bytes) : OpenedMovie(bytes), before(bytes) {}
     /// Expects that `edit` fails with the source as it was and nothing beside it.
     template <class Action>
     void expectRefused(Action edit) {
         captureOutput([&] { EXPECT_FALSE(edit(movie)); });
-        EXPECT_EQ(after(), before);
+        EXPECT_EQ(bytes(), before);
         EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1);
     }
 
     const std::string before;
-    TempFolder folder;
-    std::wstring path;
-    MP4::Container movie;
 };
 
 }  // namespace
@@ -70,7 +62,7 @@ TEST(MoovFirst, RefusesWhatItCannotKeep) {
     // A movie box that reached to the end of its file must not swallow the media data.
     Edited open(ftyp + mdat + boxClaiming(0, "moov", source.substr(ftyp.size() + mdat.size() + 8)));
     EXPECT_TRUE(open.movie.moovFirst());
-    EXPECT_EQ(open.after(), moved);
+    EXPECT_EQ(open.bytes(), moved);
 }
 
 /// All else keeps its order; of two movie boxes the first counts.
@@ -89,7 +81,7 @@ TEST(MoovFirst, KeepsWhatElseThereIs) {
         Edited edited(head + rest + movieBox(stco(at)) + behind);
         EXPECT_TRUE(edited.movie.moovFirst());
         const std::string moov = movieBox(stco(at + movieBox(stco(0)).size()));
-        EXPECT_EQ(edited.after(), head + moov + rest + left);
+        EXPECT_EQ(edited.bytes(), head + moov + rest + left);
     }
 }
 
@@ -104,7 +96,7 @@ TEST(MoovFirst, MovesEveryOffset) {
     const std::string stays = soundAt(after + media.size() + 8 + 2 * soundAt(0).size()) + mdat;
     Edited edited(ftyp + mdat + soundAt(before) + many(before) + stays);
     EXPECT_TRUE(edited.movie.moovFirst());
-    EXPECT_TRUE(edited.after() == ftyp + many(after) + mdat + soundAt(after) + stays);
+    EXPECT_TRUE(edited.bytes() == ftyp + many(after) + mdat + soundAt(after) + stays);
 }
 
 TEST(MoovFirst, CountsBeyondFourGiB) {
@@ -189,20 +181,20 @@ TEST(Rewrite, RefusesABoxThatWouldFallOutOfThoseAroundIt) {
     const MP4::BOX& anchor = *between.movie.mdat;
     EXPECT_TRUE(between.movie.insertBox(L"test", anchor, false, write, nothing,
                                         MP4::Container::shiftBehind(anchor, 8)));
-    EXPECT_EQ(between.after(), ftyp + mdat + box("skip") + tail);
+    EXPECT_EQ(between.bytes(), ftyp + mdat + box("skip") + tail);
 }
 
 TEST(Rewrite, KeepsThePermissionsAndFollowsLinks) {
     Edited edited(source);
-    fs::permissions(edited.name(), fs::perms{0640});
+    fs::permissions(edited.name, fs::perms{0640});
     fs::create_directory(edited.folder.path() / "links");
     fs::create_symlink("../m.mp4", edited.folder.path() / "links/l.mp4");
     MP4::Container linked;
     ASSERT_TRUE(linked.attach(edited.folder.wide("links/l.mp4"), whole));
     EXPECT_TRUE(linked.moovFirst());
     EXPECT_TRUE(fs::is_symlink(edited.folder.path() / "links/l.mp4"));
-    EXPECT_EQ(edited.after(), moved);
-    EXPECT_EQ(fs::status(edited.name()).permissions(), fs::perms{0640});
+    EXPECT_EQ(edited.bytes(), moved);
+    EXPECT_EQ(fs::status(edited.name).permissions(), fs::perms{0640});
 }
 
 TEST(Rewrite, AnOutputPathReceivesTheResult) {
@@ -232,7 +224,7 @@ TEST(Rewrite, AnOutputPathReceivesTheResult) {
         const std::wstring target = edited.folder.write("out.mp4", "before");
         edited.movie.outputPath = target;
         captureOutput([&] { EXPECT_TRUE(edit(edited.movie)); });
-        EXPECT_EQ(edited.after(), bytes);
+        EXPECT_EQ(edited.bytes(), bytes);
         EXPECT_GE(readFile(target).size(), bytes.size());
         EXPECT_TRUE(edited.movie.path == target && edited.movie.outputPath.empty());
         EXPECT_TRUE(edited.movie.mdat != nullptr);
@@ -240,20 +232,20 @@ TEST(Rewrite, AnOutputPathReceivesTheResult) {
 
     // The source, under any name, and what is no regular file.
     Edited own(source);
-    fs::create_hard_link(own.name(), own.folder.path() / "same");
+    fs::create_hard_link(own.name, own.folder.path() / "same");
     fs::create_symlink("nowhere", own.folder.path() / "dangling");
     ASSERT_EQ(::mkfifo((own.folder.path() / "fifo").c_str(), 0600), 0);
     for (const char* name : {"m.mp4", "same", "dangling", "fifo", ""}) {
         own.movie.outputPath = own.folder.wide(name);
         captureOutput([&] { EXPECT_FALSE(own.movie.moovFirst()) << name; });
-        EXPECT_EQ(own.after(), source) << name;
+        EXPECT_EQ(own.bytes(), source) << name;
     }
     EXPECT_TRUE(fs::is_fifo(own.folder.path() / "fifo"));
 }
 
 TEST(Rewrite, FailuresSayWhichFiles) {
     Edited edited(source);
-    const std::string name = edited.name();
+    const std::string& name = edited.name;
     EXPECT_EQ(captureOutput([&] {
                   EXPECT_FALSE(edited.movie.insertBox(L"test", *edited.movie.moov, false,
                                                       [](auto&) { return false; }, {}, {}));
@@ -264,7 +256,7 @@ TEST(Rewrite, FailuresSayWhichFiles) {
                   ".tmp.mp4) failed.\nopen(" + name.substr(0, name.size() - 5) +
                   "none/out.mp4, 'w') failed.\nContainer::modifyContainer::moovFirst(" + name +
                   " to " + name.substr(0, name.size() - 5) + "none/out.mp4) failed.\n");
-    EXPECT_EQ(edited.after(), edited.before);
+    EXPECT_EQ(edited.bytes(), edited.before);
 }
 
 TEST(Rewrite, HarmsNobodysFile) {
@@ -272,7 +264,7 @@ TEST(Rewrite, HarmsNobodysFile) {
     Edited edited(source);
     const std::wstring stated = edited.folder.write("m.mp4.tmp.mp4", "mine");
     captureOutput([&] { EXPECT_TRUE(edited.movie.moovFirst()); });
-    EXPECT_TRUE(edited.after() == moved && readFile(stated) == "mine");
+    EXPECT_TRUE(edited.bytes() == moved && readFile(stated) == "mine");
 
     // What is exchanged while the copy is made, movie or output, is not what was looked at.
     const std::string newer = source + box("free");
@@ -293,7 +285,7 @@ TEST(Rewrite, HarmsNobodysFile) {
                                                 nothing));
         });
         EXPECT_EQ(readFile(edited.folder.wide(target)), newer) << target;
-        EXPECT_EQ(edited.after(), elsewhere ? source : newer) << target;
+        EXPECT_EQ(edited.bytes(), elsewhere ? source : newer) << target;
     }
 }
 
@@ -301,7 +293,7 @@ TEST(InPlace, TheFileIsTheOneThatWasParsedAndStays) {
     Edited edited(source);
     const auto replace = [&] {
         edited.folder.write("new", source);
-        fs::rename(edited.folder.path() / "new", edited.name());
+        fs::rename(edited.folder.path() / "new", edited.name);
     };
     const auto edit = [&](const std::function<bool(MP4::BinFile&)>& step) {
         bool done = false;
@@ -311,7 +303,7 @@ TEST(InPlace, TheFileIsTheOneThatWasParsedAndStays) {
     const auto nothing = [](auto&) { return true; };
     // One that loses its name under the edit has lost the edit.
     EXPECT_FALSE(edit([&](auto& file) { return replace(), file.put("lost"); }));
-    EXPECT_EQ(edited.after(), source);
+    EXPECT_EQ(edited.bytes(), source);
     replace();
     EXPECT_FALSE(edit(nothing));
     EXPECT_TRUE(edit(nothing));
@@ -372,11 +364,11 @@ TEST(InPlace, TimeStampsAreAllSetOrNone) {
     Edited edited(source);
     EXPECT_TRUE(edited.movie.updateTimeStamp(0x1234567890));
     for (const char* header : {"mvhd", "tkhd"})
-        EXPECT_EQ(edited.after().substr(edited.before.find(header) + 8, 4), u32(0x34567890));
+        EXPECT_EQ(edited.bytes().substr(edited.before.find(header) + 8, 4), u32(0x34567890));
     const std::string mdhd1 = fullBox("mdhd", 1, u64(1) + u64(2) + u32(3) + u64(4));
     Edited versionOne(box("moov", box("trak", box("mdia", mdhd1))));
     EXPECT_TRUE(versionOne.movie.updateTimeStamp(0x1122334455667788));
-    EXPECT_EQ(versionOne.after().substr(36, 16), u64(0x1122334455667788) + u64(2));
+    EXPECT_EQ(versionOne.bytes().substr(36, 16), u64(0x1122334455667788) + u64(2));
 
     for (const std::string& damaged :
          {boxClaiming(300, "trak", boxClaiming(92, "tkhd", zeros(7))),
@@ -394,14 +386,14 @@ TEST(InPlace, AppendsOneBoxOfEachKind) {
                       EXPECT_TRUE(edited.movie.appendXMP(text) && edited.movie.appendAxis(text));
               }),
               "MP4: XMP is existed.\nMP4: AXIS is existed.\n");
-    EXPECT_EQ(edited.after(), edited.before + uuidBox(MP4::XMP::_UUID, "first") +
+    EXPECT_EQ(edited.bytes(), edited.before + uuidBox(MP4::XMP::_UUID, "first") +
                                   uuidBox(MP4::AXIS::_UUID, "first"));
 
     // A parse that was cut short does not decide where the end is.
     Edited bounded(ftyp + box("free"));
     EXPECT_TRUE(bounded.movie.attach(bounded.path, 8));
     EXPECT_TRUE(bounded.movie.appendXMP("x"));
-    EXPECT_EQ(bounded.after(), bounded.before + uuidBox(MP4::XMP::_UUID, "x"));
+    EXPECT_EQ(bounded.bytes(), bounded.before + uuidBox(MP4::XMP::_UUID, "x"));
 
     // Behind these a reader would not find the box.
     for (const std::string& tail :

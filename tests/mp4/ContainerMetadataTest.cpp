@@ -6,7 +6,6 @@
 #include "mp4/MetadataEdit.h"
 #include "mp4/SampleTableBoxes.h"
 #include "tests/kit/Movies.h"
-#include "tests/kit/SensorBoxes.h"
 
 using namespace kit;
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "support/Failure.h"
-#include "tests/kit/SensorBoxes.h"
+#include "tests/kit/Movies.h"
 
 using namespace kit;
 using MP4::SampleTable;

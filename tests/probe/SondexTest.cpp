@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "tests/kit/SensorBoxes.h"
+#include "tests/kit/Movies.h"
 #include "tests/kit/TiffBuilder.h"
 
 using namespace kit;

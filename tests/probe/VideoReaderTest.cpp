@@ -6,8 +6,8 @@
 
 #include "probe/MovieView.h"
 #include "probe/ffmpeg/Meter.h"
+#include "tests/kit/Movies.h"
 #include "tests/kit/Program.h"
-#include "tests/kit/SensorBoxes.h"
 
 using namespace kit;
 namespace fs = std::filesystem;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/kit/Movies.h"
 #include "tests/kit/SensorBoxes.h"
 
 using namespace kit;

@@ -2,6 +2,7 @@
 
 #include "sensor/AccelSensorStreamEmbed.h"
 #include "support/WideText.h"
+#include "tests/kit/Movies.h"
 #include "tests/kit/SensorBoxes.h"
 
 using namespace kit;

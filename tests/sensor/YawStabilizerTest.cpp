@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "support/Geometry.h"
+#include "tests/kit/Movies.h"
 #include "tests/kit/SensorBoxes.h"
 
 using Gyro = YawStabilizer::Gyro;

@@ -41,15 +41,10 @@ std::uint64_t movieBoxOf(const std::string& path) {
     return std::find_if(file.children.begin(), file.children.end(), isMovie)->size;
 }
 
-struct MovieFile {
-    explicit MovieFile(const std::string& bytes) : path((folder.path() / "m.mp4").string()) {
-        folder.write("m.mp4", bytes);
-    }
-    Movie open() const { return sondex::Movie::open(path).value(); }
-    std::uintmax_t size() const { return std::filesystem::file_size(path); }
-
-    TempFolder folder;
-    std::string path;
+struct MovieFile : OpenedMovie {
+    using OpenedMovie::OpenedMovie;
+    Movie open() const { return Movie::open(name).value(); }
+    std::uintmax_t size() const { return bytes().size(); }
 };
 
 std::string reasonOf(const sondex::Status& status, ErrorCode code) {
@@ -95,25 +90,25 @@ TEST(Movie, TakesTheCheapestRoadAndKeepsTheMedia) {
         SCOPED_TRACE(layout.name);
         const MovieFile file(layout.movie);
         const auto before = file.size();
-        const auto first = movieBoxOf(file.path);
+        const auto first = movieBoxOf(file.name);
         Movie movie = file.open();
         ASSERT_TRUE(movie.insertBehind("moov.udta.free", box("skip", zeros(92))));
         EXPECT_EQ(reasonOf(movie.save(), {}), "done");
         EXPECT_EQ(file.size(), before + layout.longer);
-        EXPECT_EQ(mediaOf(file.path), media);
+        EXPECT_EQ(mediaOf(file.name), media);
         // In its own room; then over and over: the file has the size of one more movie box at most.
         ASSERT_TRUE(movie.replace("moov.udta.skip", box("skip", std::string(92, 'x'))));
         EXPECT_EQ(reasonOf(movie.save(Road::inPlace), {}), "done");
         EXPECT_EQ(file.size(), before + layout.longer);
-        auto largest = movieBoxOf(file.path);
+        auto largest = movieBoxOf(file.name);
         for (int i = 0; i < 20; ++i) {
             ASSERT_TRUE(movie.insertFirst("moov.udta", box("free", zeros(i % 3 == 0 ? 1 : 40))));
             if (i % 4 == 3) {
                 ASSERT_TRUE(movie.remove("moov.udta.free"));
             }
             EXPECT_EQ(reasonOf(movie.save(), {}), "done");
-            EXPECT_EQ(mediaOf(file.path), media);
-            largest = std::max(largest, movieBoxOf(file.path));
+            EXPECT_EQ(mediaOf(file.name), media);
+            largest = std::max(largest, movieBoxOf(file.name));
             EXPECT_LE(file.size(), before - first + 2 * largest + 8);
         }
     }
@@ -133,23 +128,23 @@ TEST(Movie, MakesSeveralChangesAtOnce) {
     ASSERT_TRUE(movie.insertFirst("moov.trak.mdia.minf.stbl.stsd.avc1", box("skip", "c")));
     ASSERT_EQ(reasonOf(movie.save(), {}), "done");
     EXPECT_TRUE(movie.changes().empty());
-    const auto facts = sondex::readMovie(file.path, {{}, false}).value();
+    const auto facts = sondex::readMovie(file.name, {{}, false}).value();
     EXPECT_EQ(facts.created, 1700000000);
     ASSERT_TRUE(facts.position);
     EXPECT_NEAR(facts.position->longitude, -139.6917, 1e-4);
-    EXPECT_EQ(mediaOf(file.path), media);
+    EXPECT_EQ(mediaOf(file.name), media);
     MP4::Container now;
-    ASSERT_TRUE(now.attach(WEKU::wchar::widen(file.path), MP4::Container::wholeFile));
+    ASSERT_TRUE(now.attach(file.path, MP4::Container::wholeFile));
     EXPECT_TRUE(now.first("moov.skip") && now.first("skip") && now.first("uuid"));
     EXPECT_TRUE(now.first("moov.trak.mdia.minf.stbl.stsd.avc1.skip"));
     EXPECT_LT(now.first("skip")->start, now.first("wide")->start);
     EXPECT_EQ(now.first("moov.udta.free"), nullptr);
 
-    const std::string target = file.path + ".out";
-    const std::string source = readFile(file.path);
+    const std::string target = file.name + ".out";
+    const std::string source = file.bytes();
     ASSERT_TRUE(movie.remove("uuid"));
     ASSERT_EQ(reasonOf(movie.saveTo(target), {}), "done");
-    EXPECT_EQ(readFile(file.path), source);
+    EXPECT_EQ(file.bytes(), source);
     EXPECT_EQ(mediaOf(target), media);
 }
 
@@ -168,12 +163,12 @@ TEST(Movie, StatesOnePosition) {
             movie.setPosition({-33.5 - i, -10, i == 0 ? std::optional(8.5) : std::nullopt}));
         EXPECT_EQ(movie.changes(), sondex::Done{"position set"});
         EXPECT_EQ(reasonOf(movie.save(Road::movieRoom), {}), "done");
-        EXPECT_EQ(mediaOf(file.path), media);
+        EXPECT_EQ(mediaOf(file.name), media);
         const std::string south = std::to_string(33 + i) + ",30.000000S";
         const std::string high[] = {"exif:GPSAltitude='850/100'",
                                     "<exif:GPSAltitude>850/100</exif:GPSAltitude>"};
         MP4::Container now;
-        ASSERT_TRUE(now.attach(WEKU::wchar::widen(file.path), MP4::Container::wholeFile));
+        ASSERT_TRUE(now.attach(file.path, MP4::Container::wholeFile));
         std::string packets;
         now.findEach<MP4::UUID>("uuid",
                                 [&](const auto& box) { return packets += box.payload, true; });
@@ -181,14 +176,14 @@ TEST(Movie, StatesOnePosition) {
                                "\texif:GPSLongitude='10,0.000000W'> " + (i == 0 ? high[1] : "") +
                                "<exif:GPSLatitude>" + south +
                                "</exif:GPSLatitude><exif:GPSLongitude></x:a>");
-        EXPECT_LE(file.size(), before + 2 * (movieBoxOf(file.path) + packets.size()));
+        EXPECT_LE(file.size(), before + 2 * (movieBoxOf(file.name) + packets.size()));
     }
     // Of what was asked for the last counts, also when it is what stands there.
-    const std::string stood = readFile(file.path);
+    const std::string stood = file.bytes();
     Movie movie = file.open();
     ASSERT_TRUE(movie.setPosition({1, 2, {}}) && movie.setPosition({-52.5, -10, {}}));
     EXPECT_EQ(reasonOf(movie.save(), {}), "done");
-    EXPECT_TRUE(readFile(file.path) == stood);
+    EXPECT_TRUE(file.bytes() == stood);
 }
 
 TEST(Movie, MovesBoxesOf64BitsWhole) {
@@ -197,7 +192,7 @@ TEST(Movie, MovesBoxesOf64BitsWhole) {
     ASSERT_TRUE(movie.insertBehind("free", largeBox("wide", "kept")));
     ASSERT_TRUE(movie.insertBehind("moov.udta.free", box("skip")));
     EXPECT_EQ(reasonOf(movie.save(Road::movieRoom), {}), "done");
-    EXPECT_NE(readFile(file.path).find(largeBox("wide", "kept")), std::string::npos);
+    EXPECT_NE(file.bytes().find(largeBox("wide", "kept")), std::string::npos);
 }
 
 /// Media between two changes moves with the first alone.
@@ -220,7 +215,7 @@ TEST(Movie, FollowsMediaBetweenChanges) {
         Movie movie = file.open();
         ASSERT_TRUE(change(movie));
         EXPECT_EQ(reasonOf(movie.save(), {}), "done");
-        EXPECT_EQ(mediaOf(file.path), media);
+        EXPECT_EQ(mediaOf(file.name), media);
     }
 }
 
@@ -279,11 +274,11 @@ TEST(Movie, SaysWhyItRefuses) {
         sondex::Status status = ask(movie);
         if (status) status = movie.save(road);
         EXPECT_EQ(reasonOf(status, ErrorCode::refused), reason);
-        EXPECT_EQ(readFile(file.path), bytes);
+        EXPECT_EQ(file.bytes(), bytes);
     }
     const MovieFile file(good);
     Movie movie = file.open();
-    const int other = ::open(file.path.c_str(), O_RDONLY);
+    const int other = ::open(file.name.c_str(), O_RDONLY);
     ::flock(other, LOCK_EX);
     ASSERT_TRUE(movie.appendXmp("x"));
     EXPECT_NE(reasonOf(movie.save(), ErrorCode::busy).find("another program"), std::string::npos);
@@ -291,7 +286,7 @@ TEST(Movie, SaysWhyItRefuses) {
     file.folder.write("m.mp4", good + box("free"));
     ASSERT_TRUE(movie.appendXmp("x"));
     EXPECT_NE(reasonOf(movie.save(), ErrorCode::changed).find("has changed"), std::string::npos);
-    EXPECT_EQ(sondex::Movie::open(file.path + "x").error().code, ErrorCode::notFound);
+    EXPECT_EQ(sondex::Movie::open(file.name + "x").error().code, ErrorCode::notFound);
     // More boxes than are listed.
     std::string many = good;
     for (int i = 0; i < 140000; ++i)
@@ -307,7 +302,7 @@ TEST(Spherical, RulesSayWhatIsWrong) {
     movie.tracks[0].width = 641;
     movie.xml = "<a:Spherical>true</a:Spherical><b><c></b></c>";
     const MovieFile file(movie.bytes());
-    const auto rules = sondex::checkSpherical(file.path);
+    const auto rules = sondex::checkSpherical(file.name);
     std::string wrong;
     for (const auto& rule : *rules)
         wrong += rule.holds ? "" : rule.name + ", ";

@@ -8,6 +8,7 @@
 #include "sondex/inside/Opening.h"
 #include "sondex/sondex.h"
 #include "tests/kit/BuiltMovie.h"
+#include "tests/kit/Files.h"
 #include "tests/kit/Program.h"
 #include "tests/kit/SensorBoxes.h"
 
