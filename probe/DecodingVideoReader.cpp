@@ -85,7 +85,6 @@ bool VideoReader::describeSource(const MP4::Container& movie, const WEKU::FileIO
     const SondexVideoOutcome outcome = module->describe(&source, &found);
     facts = {found.width, found.height, found.nominalFrameRate};
     facts.trouble = troubleOf(outcome, found);
-    if (facts.trouble == Trouble::none && found.width < 1) facts.trouble = Trouble::undecodable;
     warnOf(facts.trouble, found, file);
     return outcome == sondexVideoDescribed;
 }

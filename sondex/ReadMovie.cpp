@@ -119,12 +119,7 @@ Result<MovieFacts> inside::movieFacts(const MP4::Container& movie, bool decode) 
     Sondex probe;
     const bool described =
         probe.probe(movie, decode ? Sondex::Picture::decoded : Sondex::Picture::claimed);
-    if (decode && !described) {
-        if (probe.pictureTrouble != VideoFacts::Trouble::undecodable) {
-            return whyNoPicture(probe.pictureTrouble);
-        }
-        return Error{ErrorCode::notDecodable, "its first picture cannot be decoded"};
-    }
+    if (decode && !described) return whyNoPicture(probe.pictureTrouble);
     TreeFacts tree;
     tree.read(movie);
 

@@ -200,7 +200,7 @@ TEST(VideoReader, LoadsNoModuleThatOthersMayChange) {
         {"top", 0777, 0, false},
         // Others cannot replace what is in there.
         {"top", 01777, 0, true},
-        {fs::path("top/folder") / moduleFile, 0646, 0, false},
+        {fs::path("top/folder") / moduleFile, 01646, 0, false},
         // Whose group is not the user's.
         {"top", 0775, 0, ::getegid() == ::geteuid()},
         {"top/folder", 0755, 1, false},
