@@ -279,6 +279,7 @@ TEST(EditFault, LeavesTheOldOrTheNewMovie) {
             const bool ended = (seen & killed) != 0;
             const std::size_t left = Scene::leftovers(now);
             EXPECT_LE(left, how == How::kill || (!ended && (seen & faults::unlinkFailed) != 0));
+            EXPECT_TRUE(ended || (seen & faults::tookStream) == 0);
             const bool done = ended ? now == scene.after : (seen & 1) != 0;
             if (done) {
                 EXPECT_TRUE(now == scene.after && (ended || (seen & faults::flushFailed) == 0));

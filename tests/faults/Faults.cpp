@@ -122,7 +122,10 @@ int openat(int folder, const char* path, int flags, ...) {
     const mode_t mode = makes ? va_arg(more, mode_t) : 0;
     va_end(more);
     if (namesAll && (flags & O_TMPFILE) == O_TMPFILE) return fail(EOPNOTSUPP);
-    return whole<int(int, const char*, int, ...)>(0, "openat", folder, path, flags, mode);
+    const int file = whole<int(int, const char*, int, ...)>(0, "openat", folder, path, flags, mode);
+    const bool writes = (flags & (O_WRONLY | O_RDWR)) != 0;
+    if (writes && file >= 0 && file <= STDERR_FILENO) seen |= faults::tookStream;
+    return file;
 }
 
 int fstat(int file, struct stat* facts) noexcept {

@@ -21,9 +21,16 @@ enum class How : int {
 };
 
 /// What happened to the calls since `arm`, as bits: whether there was the one from which they were
-/// to fail, whether one failed or fell short, and which of those failed that clean up or
-/// bring a file to the disk.
-enum Seen { reached = 2, struck = 4, unlinkFailed = 8, truncateFailed = 16, flushFailed = 32 };
+/// to fail, whether one failed or fell short, which of those failed that clean up or bring a file
+/// to the disk, and whether a file to write got the number of a closed standard stream.
+enum Seen {
+    reached = 2,
+    struck = 4,
+    unlinkFailed = 8,
+    truncateFailed = 16,
+    flushFailed = 32,
+    tookStream = 64
+};
 
 /// Lets the calls of this thread fail from the `at`-th on, counted from 1.
 void arm(How how, long at);
