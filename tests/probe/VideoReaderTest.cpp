@@ -173,7 +173,7 @@ TEST(Meter, StartsFromWhatIsResidentNow) {
     constexpr std::size_t much = 256 << 20;
     // A peak of before is nobody's allowance.
     EXPECT_EQ(take(much).size(), much);
-    Meter meter(much / 8, 1000);
+    Meter meter(much / 8, UINT64_MAX / 2);
     EXPECT_FALSE(meter.isExceeded());
     EXPECT_TRUE(meter.isExceeded(2 * much));
     Meter memory(much / 8, UINT64_MAX / 2);
