@@ -29,10 +29,9 @@ if __name__ == "__main__":
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         files = [folder / f for kind in samples.make(folder, sampleMaker).values() for f in kind]
-        names = []
-        for i in range(2000):
-            names.append(str(folder / f"link{i}{files[i % len(files)].suffix}"))
-            os.symlink(files[i % len(files)], names[-1])
+        names = [str(folder / f"link{i}{files[i % len(files)].suffix}") for i in range(2000)]
+        for i, name in enumerate(names):
+            os.symlink(files[i % len(files)], name)
         options = {"program": kit, "decode": False}
         alone = {record.path: record.data for record in sondex.scan(names, **options)}
         assert len(alone) == len(names)

@@ -122,8 +122,8 @@ drawn = written("sample.mp4", "svg")
 assert "prefers-color-scheme:dark" in drawn and '<rect class="level"' in drawn and 'class="gap"' not in drawn
 assert drawn.split("Gyro")[0].count('<polyline class="a"') == 3, "a line ends where the yaw turns over"
 turn, spin = lines(drawn)
-for line, samples, values, unit in [(turn["a"], accel, yaws, 2), (turn["b"], accel, tilts, 2)] + [
-        (spin[look], gyro, [sample[axis] * degrees for sample in gyro], 2) for look, axis in zip("abc", "xyz")]:
+for line, samples, values in [(turn["a"], accel, yaws), (turn["b"], accel, tilts)] + [
+        (spin[look], gyro, [sample[axis] * degrees for sample in gyro]) for look, axis in zip("abc", "xyz")]:
     assert len(line) > 0.7 * len(samples)
     for time, value in line:
         at = min(range(len(samples)), key=lambda i: abs((samples[i]["timestamp"] - start) / 1e9 - time))
