@@ -169,7 +169,7 @@ def main():
         folder = pathlib.Path(name)
         clip, base = b"", 0
         if shutil.which("ffmpeg"):
-            ffmpeg("-f", "lavfi", "-i", "color=size=32x16:rate=1:duration=1", "-pix_fmt", "yuv420p", folder / "clip.mp4")
+            ffmpeg("-f", "lavfi", "-i", "color=size=32x16:duration=0.1", "-pix_fmt", "yuv420p", folder / "clip.mp4")
             clip, base = (folder / "clip.mp4").read_bytes(), spend([program, folder / "clip.mp4"])[0]
         print(f"a good movie takes {base / MIB:.1f} MiB" if clip else "no ffmpeg: bad movies only")
         if not makeAll(folder, clip, chosen):

@@ -76,8 +76,8 @@ def spatialSamples(name):
 
 def camera(name, seconds, picture, *options):
     makeCamera(name, f"{picture}=size=320x160:rate=30000/1001:duration={seconds}", "-f", "lavfi", "-i",
-               f"sine=frequency=440:duration={seconds}", "-c:v", "libx264", "-pix_fmt", "yuv420p", "-g", "30", "-bf", "2",
-               "-c:a", "aac", *options)
+               f"sine=frequency=440:duration={seconds}", "-c:v", "libx264", "-pix_fmt", "yuv420p", "-g", "30",
+               "-bf", "2", "-c:a", "aac", *options)
 
 
 # A byte stream on the way repeats parameter sets and adds delimiters: the pictures are the same.
