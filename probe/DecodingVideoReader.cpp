@@ -40,12 +40,12 @@ Trouble troubleOf(SondexVideoOutcome outcome, const SondexVideoFacts& found) {
 /// The media time that the track's edit list shows first.
 std::int64_t shownFirst(const MP4::Container& movie) {
     MP4::SampleTable table;
-    if (movie.videoTrack == nullptr) return INT64_MIN;
+    if (movie.videoTrack == nullptr) return 0;
     movie.open([&](WEKU::FileIO& file) {
         MP4::BinFile reader(file);
         table.edits = MP4::SampleTable::editsOf(*movie.videoTrack, reader);
     });
-    return table.edits.empty() ? INT64_MIN : table.shownFirst();
+    return table.shownFirst();
 }
 
 void warnOf(Trouble trouble, const SondexVideoFacts& found, const WEKU::FileIO& file) {
