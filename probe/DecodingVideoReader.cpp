@@ -3,6 +3,7 @@
 #include "probe/MovieView.h"
 #include "probe/VideoReader.h"
 #include "support/Console.h"
+#include "support/Failure.h"
 #include "support/WideText.h"
 
 namespace {
@@ -37,13 +38,16 @@ Trouble troubleOf(SondexVideoOutcome outcome, const SondexVideoFacts& found) {
     }
 }
 
-/// The media time that the track's edit list shows first.
+/// The media time that the track's edit list shows first; one that is damaged hides nothing.
 std::int64_t shownFirst(const MP4::Container& movie) {
     MP4::SampleTable table;
     if (movie.videoTrack == nullptr) return 0;
     movie.open([&](WEKU::FileIO& file) {
         MP4::BinFile reader(file);
-        table.edits = MP4::SampleTable::editsOf(*movie.videoTrack, reader);
+        try {
+            table.edits = MP4::SampleTable::editsOf(*movie.videoTrack, reader);
+        } catch (WEKU::Failure) {
+        }
     });
     return table.shownFirst();
 }
