@@ -7,7 +7,8 @@
 
 namespace {
 
-constexpr std::size_t mostPictures = 40;
+/// Each may take a second.
+constexpr std::size_t mostPictures = 3;
 const sondex::FrameOptions options{.format = sondex::FrameFormat::rgb, .width = 16};
 
 sondex::FrameChoice choiceOf(fuzz::Input& input) {

@@ -38,7 +38,7 @@ Leftover::Leftover(int folder, const std::string& name) {
     for (Slot& candidate : slots) {
         int expected = Slot::unused;
         if (!candidate.folder.compare_exchange_strong(expected, Slot::beingFilled)) continue;
-        std::strcpy(candidate.name, name.c_str());
+        std::memcpy(candidate.name, name.c_str(), name.size() + 1);
         candidate.folder.store(folder);
         slot = &candidate;
         return;

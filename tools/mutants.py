@@ -79,6 +79,7 @@ def quickTests(path):
     """The tests that most likely see a fault in this file, by the folder's name."""
     names = {"app/": ["app", "cli"], "probe/": ["probe", "cli"], "exif/": ["exif", "cli"],
              "probe/ffmpeg/": ["probe", "kit_frame"], "support/": ["support", "faults"],
+             "sondex/inside/Stills": ["sondex", "faults", "kit_carry"],
              "h264/": ["h264", "cli"], "builder/": ["builder", "kit_carry"],
              "kit/": ["sondexkit", "kit_scan"], "kit/motion/": ["kit_motion"],
              "kit/Motion": ["kit_motion"], "kit/Output": ["kit_motion"], "kit/Frame": ["kit_frame"],

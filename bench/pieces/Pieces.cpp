@@ -14,6 +14,7 @@
 #include "support/WideText.h"
 #include "tests/kit/BoxBuilder.h"
 #include "tests/kit/Files.h"
+#include "tests/kit/Movies.h"
 #include "tests/kit/Program.h"
 #include "tests/kit/SensorBoxes.h"
 #include "tests/kit/TiffBuilder.h"

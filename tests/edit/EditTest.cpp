@@ -25,7 +25,7 @@ bool moovFirst(Container& movie) {
 bool moveMovieBox(Container& movie) {
     const auto road =
         movie.mdat->start < movie.moov->start ? MP4::Road::movieRoom : MP4::Road::cheapest;
-    for (const std::size_t room : {900, 90, 900, 90}) {
+    for (const std::size_t room : {900U, 90U, 900U, 90U}) {
         const std::string more = box("udta", box("free", zeros(room)));
         if (!insertInto(movie, *movie.first("moov.udta"), true, more, road)) return false;
     }
@@ -99,7 +99,9 @@ TEST(Edit, KeepsEveryFrameOfEveryTrack) {
 TEST(Edit, OfTwoMovieBoxesTheFirstCounts) {
     if (!haveFfmpeg()) GTEST_SKIP() << "ffmpeg is not there";
     OpenedMovie opened(plainClip());
-    auto& [folder, path, name, movie] = opened;
+    const std::wstring& path = opened.path;
+    const std::string& name = opened.name;
+    Container& movie = opened.movie;
     const auto shown = [&] {
         return std::vector{run({"ffprobe", "-v", "error", "-show_entries",
                                 "format_tags:stream=index,nb_frames", name})
@@ -116,7 +118,7 @@ TEST(Edit, OfTwoMovieBoxesTheFirstCounts) {
     const auto after = shown();
     EXPECT_TRUE(after[0] != before[0] && after[1] != before[1] && after[2] == before[2]);
     std::string both = readFile(path);
-    folder.write("m.mp4", both.replace(old + 4, 4, "moov"));
+    opened.folder.write("m.mp4", both.replace(old + 4, 4, "moov"));
     EXPECT_EQ(shown(), before);
     ASSERT_TRUE(sondex::makeSpherical(name, {}));
     ASSERT_TRUE(movie.attach(path, Container::wholeFile));

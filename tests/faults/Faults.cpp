@@ -58,7 +58,7 @@ void stepAhead(const char* name) {
     if (std::strcmp(name, awaited) != 0) return;
     awaited = "";
     // It may ask for the next.
-    const auto step = std::move(awaitedStep);
+    const auto step = std::exchange(awaitedStep, {});
     step();
 }
 
