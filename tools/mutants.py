@@ -80,6 +80,7 @@ def quickTests(path):
     names = {"app/": ["app", "cli"], "probe/": ["probe", "cli"], "exif/": ["exif", "cli"],
              "probe/ffmpeg/": ["probe", "kit_frame"], "support/": ["support", "faults"],
              "sondex/inside/Stills": ["sondex", "faults", "kit_carry"],
+             "sondex/NewFile": ["sondex", "faults"],
              "h264/": ["h264", "cli"], "builder/": ["builder", "kit_carry"],
              "kit/": ["sondexkit", "kit_scan"], "kit/motion/": ["kit_motion"],
              "kit/Motion": ["kit_motion"], "kit/Output": ["kit_motion"], "kit/Frame": ["kit_frame"],

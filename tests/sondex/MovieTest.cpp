@@ -250,6 +250,7 @@ TEST(Movie, SaysWhyItRefuses) {
         {good, insert("moov.udta", "12345678"), "the bytes are no whole boxes"},
         {good, put({{"moov", ""}}), "a movie needs its box"},
         {good, [](Movie& movie) { return movie.setPosition({91, 0, {}}); }, "no place on earth"},
+        {good, [](Movie& movie) { return movie.setPosition({1, 2, -32768.0}); }, "no place on earth"},
         {good + uuidBox(MP4::AXIS::_UUID), [](Movie& movie) { return movie.appendAxis("x"); }, "it has a tilt stream already"},
         {good, [](Movie& movie) { return movie.setCreationTime(2300000000); }, "its headers hold no time behind February 2040"},
         {good, insert("ftyp", box("free")), "the change reaches beyond the movie box", Road::movieRoom},
