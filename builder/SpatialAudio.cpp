@@ -224,6 +224,7 @@ bool SpatialAudio::writeMedia(WEKU::FileIO& file, std::uint64_t& firstSample) co
     firstSample = file.tell();
     for (std::size_t next = 0; next < pieces.size();) {
         bool copied = true;
+        // cppcheck-suppress containerOutOfBounds  // the inner loop's condition is not this one's
         const MP4::Container* movie = pieces[next].movie;
         const bool opened = movie->open([&](WEKU::FileIO& source) {
             for (; copied && next < pieces.size() && pieces[next].movie == movie; ++next) {

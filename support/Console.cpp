@@ -56,7 +56,8 @@ thread_local Sink* redirected = nullptr;
 }  // namespace
 
 Sink& sink() {
-    return redirected != nullptr ? *redirected : descriptors();
+    if (redirected != nullptr) return *redirected;
+    return descriptors();
 }
 
 Redirect::Redirect(Sink& to) : before(std::exchange(redirected, &to)) {}

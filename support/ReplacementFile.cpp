@@ -77,7 +77,7 @@ ReplacementFile::ReplacementFile(const std::wstring& target, const std::wstring&
                                  mode_t permissions)
     : ReplacementFile(make(wchar::narrow(target), permissions), target, shown) {}
 
-ReplacementFile::ReplacementFile(Made made, const std::wstring& target, const std::wstring& shown)
+ReplacementFile::ReplacementFile(Made&& made, const std::wstring& target, const std::wstring& shown)
     : FileIO(shown, L'w', made.descriptor),
       target(target),
       folder(made.folder),

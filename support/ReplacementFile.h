@@ -42,7 +42,7 @@ class ReplacementFile : public FileIO {
 
   private:
     struct Made;
-    ReplacementFile(Made made, const std::wstring& target, const std::wstring& shown);
+    ReplacementFile(Made&& made, const std::wstring& target, const std::wstring& shown);
 
     static Made make(const std::string& target, mode_t permissions);
     /// The entry of the folder is this file.

@@ -30,7 +30,7 @@ Motion::Motion(sondex::MotionStreams streamsOfMovie)
 }
 
 double Motion::yaw(std::size_t frame) const {
-    return frame < streams.yaw.size() ? double{streams.yaw[frame]} * degreesARadian : unknown;
+    return frame < streams.yaw.size() ? streams.yaw[frame] * degreesARadian : unknown;
 }
 
 double Motion::tilt(std::size_t frame) const {

@@ -76,6 +76,7 @@ std::optional<FrameFinder::Target> FrameFinder::byStoredNumber(std::uint64_t num
     while (listed.size() <= place && listMore()) {
     }
     std::vector<std::int64_t> times;
+    std::int64_t time = 0;
     for (std::size_t before = 0; before != listed.size();) {
         before = listed.size();
         if (before <= place) return std::nullopt;
@@ -83,9 +84,10 @@ std::optional<FrameFinder::Target> FrameFinder::byStoredNumber(std::uint64_t num
         for (const Listed& each : listed)
             times.push_back(each.shown);
         std::nth_element(times.begin(), times.begin() + wanted - from, times.end());
-        listUpTo(times[place]);
+        time = times[place];
+        listUpTo(time);
     }
-    return Target{from, times[place], number};
+    return Target{from, time, number};
 }
 
 bool FrameFinder::begin(std::int64_t shownFirst) {
