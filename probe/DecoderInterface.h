@@ -78,7 +78,7 @@ struct SondexFrameWish {
     std::uint64_t number;
     double seconds;
     /// The media time, in the track's units, that the edit list shows first; pictures ahead of it
-    /// are not counted. 0 without such a list.
+    /// are not counted. INT64_MIN without such a list.
     std::int64_t shownFirst;
     /// The index lies in fragments behind the movie box.
     bool isFragmented;

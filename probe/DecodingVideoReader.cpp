@@ -41,7 +41,7 @@ Trouble troubleOf(SondexVideoOutcome outcome, const SondexVideoFacts& found) {
 /// The media time that the track's edit list shows first; one that is damaged hides nothing.
 std::int64_t shownFirst(const MP4::Container& movie) {
     MP4::SampleTable table;
-    if (movie.videoTrack == nullptr) return 0;
+    if (movie.videoTrack == nullptr) return INT64_MIN;
     movie.open([&](WEKU::FileIO& file) {
         MP4::BinFile reader(file);
         try {
@@ -49,7 +49,7 @@ std::int64_t shownFirst(const MP4::Container& movie) {
         } catch (WEKU::Failure) {
         }
     });
-    return table.shownFirst();
+    return table.edits.empty() ? INT64_MIN : table.shownFirst();
 }
 
 void warnOf(Trouble trouble, const SondexVideoFacts& found, const WEKU::FileIO& file) {

@@ -73,6 +73,13 @@ behind = f"select=eq(n\\,19),scale={SCALER},format=rgb24"
 assert hashes("-i", "cut.png") == hashes("-i", "h264.mp4", "-vf", behind, "-fps_mode", "passthrough")
 assert cut["picture"] == 2
 
+# Without a list all pictures count, also those whose times begin ahead of 0.
+ffmpeg("-i", "mjpeg.mp4", "-c", "copy", "-bsf:v", "setts=pts=DTS+eq(N\\,3)", "early.mp4")
+early = bytearray(read("early.mp4").replace(b"elst", b"skip"))
+struct.pack_into(">2I2i", early, early.index(b"ctts") + 4, 1 << 24, 1, 40, -100)
+write("early.mp4", early)
+assert len(frame("early.mp4", "--every", "0.02")) == 40
+
 # Without a word: the first picture that decodes, by its own number.
 hurt = bytearray(read("mjpeg.mp4"))
 hurt[(begin := hurt.index(b"mdat") + 4):begin + 500] = bytes(500)
